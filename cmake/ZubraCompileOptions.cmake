@@ -1,0 +1,14 @@
+# Warning and sanitizer flags shared by every target of the project.
+add_library(zubra_compile_options INTERFACE)
+target_compile_options(zubra_compile_options INTERFACE
+  -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Wold-style-cast -Wcast-align
+  -Woverloaded-virtual -Wnull-dereference -Wimplicit-fallthrough)
+if(ZUBRA_WERROR)
+  target_compile_options(zubra_compile_options INTERFACE -Werror)
+endif()
+if(ZUBRA_SANITIZE)
+  set(zubra_sanitize_flags -fsanitize=address,undefined -fno-sanitize-recover=all
+      -fno-omit-frame-pointer)
+  target_compile_options(zubra_compile_options INTERFACE ${zubra_sanitize_flags})
+  target_link_options(zubra_compile_options INTERFACE ${zubra_sanitize_flags})
+endif()

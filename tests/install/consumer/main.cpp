@@ -1,0 +1,12 @@
+// A program outside the project that uses the installed library through find_package.
+#include <iostream>
+#include <zubra/zubra.h>
+
+int main() {
+  try {
+    throw zubra::Exception(zubra::ExceptionMessage::translate("zubra consumer {}") % "ok");
+  } catch (const zubra::Exception& e) {
+    std::cout << e.what() << '\n';
+  }
+  return 0;
+}

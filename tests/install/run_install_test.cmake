@@ -1,0 +1,25 @@
+# Installs the built library into a fresh prefix, then builds and runs the consumer project
+# against it with find_package(zubra CONFIG REQUIRED).
+file(REMOVE_RECURSE "${WORK_DIR}")
+set(prefix "${WORK_DIR}/prefix")
+
+function(run)
+  execute_process(COMMAND ${ARGN} RESULT_VARIABLE rc OUTPUT_VARIABLE out ERROR_VARIABLE err)
+  if(NOT rc EQUAL 0)
+    message(FATAL_ERROR "command failed (${rc}): ${ARGN}\n${out}\n${err}")
+  endif()
+endfunction()
+
+run(${CMAKE_COMMAND} --install "${ZUBRA_BUILD_DIR}" --prefix "${prefix}")
+if(NOT BUILD_TYPE)
+  set(BUILD_TYPE Release)
+endif()
+run(${CMAKE_COMMAND} -S "${CONSUMER_SOURCE_DIR}" -B "${WORK_DIR}/build" -G "${GENERATOR}"
+    -DCMAKE_BUILD_TYPE=${BUILD_TYPE} "-DCMAKE_PREFIX_PATH=${prefix}")
+run(${CMAKE_COMMAND} --build "${WORK_DIR}/build")
+execute_process(COMMAND "${WORK_DIR}/build/consumer" RESULT_VARIABLE rc OUTPUT_VARIABLE out
+                ERROR_VARIABLE err)
+if(NOT rc EQUAL 0 OR NOT out MATCHES "zubra consumer ok")
+  message(FATAL_ERROR "consumer failed (${rc}):\n${out}\n${err}")
+endif()
+message(STATUS "${out}")
