@@ -1,0 +1,1 @@
+# Configuration sections (XML and INI backends).
