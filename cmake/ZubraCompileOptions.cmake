@@ -2,7 +2,7 @@
 add_library(zubra_compile_options INTERFACE)
 target_compile_options(zubra_compile_options INTERFACE
   -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Wold-style-cast -Wcast-align
-  -Woverloaded-virtual -Wnull-dereference -Wimplicit-fallthrough)
+  -Woverloaded-virtual -Wimplicit-fallthrough)
 if(ZUBRA_WERROR)
   target_compile_options(zubra_compile_options INTERFACE -Werror)
 endif()

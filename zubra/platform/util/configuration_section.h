@@ -15,7 +15,9 @@ namespace zubra {
 // integers in decimal, doubles in the shortest text that reads back to the same double,
 // booleans as "true"/"false" (reads also accept "1"/"0", "yes"/"no", any case). Keys are
 // compared exactly. A section owns its children; pointers and references to a child stay
-// valid until that child (or an ancestor) is removed or the root is destroyed.
+// valid until that child (or an ancestor) is removed or the root is destroyed. Keys, values
+// and child names may hold any bytes but NUL, which no stored form carries: SetValue and
+// CreateChild throw Exception for one and change nothing.
 //
 // Indexed children ("Term" number 1, 2, ...) are children whose name is paired with a
 // positive number; CountChildren(name) gives the largest number in use, so a reader walks

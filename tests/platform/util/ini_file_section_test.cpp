@@ -1,0 +1,196 @@
+#include "zubra/platform/util/ini_file_section.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "tests/platform/util/section_test_support.h"
+#include "zubra/platform/util/atomic_file.h"
+#include "zubra/platform/util/exception.h"
+
+namespace zubra {
+namespace {
+
+const std::string kOlderFile =
+    std::string(ZUBRA_TEST_DATA_DIR) + "/sections/older_investigation.ini";
+
+TEST(IniFileSection, ReadsAnOlderInvestigationFileAndWritesItBackAlike) {
+  const auto root = IniFileSection::LoadFile(kOlderFile);
+  EXPECT_EQ(root->GetKeys(), (std::vector<std::string>{"Title", "Path", "Units", "Author"}));
+  EXPECT_EQ(root->GetValue("Path"), "C:\\data\\new\\table.dat");
+  EXPECT_EQ(root->GetValue("Author"), "Jos\xE9");  // not UTF-8: kept byte for byte
+  EXPECT_EQ(root->GetChildNames(),
+            (std::vector<std::string>{"Variables", "Temp", "Catalyst", "Responses", "Yield",
+                                      "TermInfo", "Term1", "Term3"}));
+  const ConfigurationSection* temp = root->OpenChild("Temp");
+  ASSERT_NE(temp, nullptr);
+  EXPECT_EQ(temp->GetValue("Units"), "\u00B0C");
+  // A variable's values and its transform live in the variable's one section.
+  EXPECT_EQ(temp->OpenChild("Temp"), temp);
+  EXPECT_EQ(temp->GetValue("TransConst"), "1,0,1");
+  const ConfigurationSection* terms = root->OpenChild("TermInfo");
+  ASSERT_NE(terms, nullptr);
+  EXPECT_EQ(terms->CountChildren("Term"), 3);
+  EXPECT_FALSE(terms->HasChild("Term", 2));
+  EXPECT_EQ(terms->OpenChild("Term", 3)->GetValue("Name"), "Tem*Cat");
+
+  const std::string text = root->ToString();
+  for (const char* line : {"\nName=Temperature\n", "\nSettings=a,b,c\n", "\nTransConst=1,0,1\n",
+                           "\nPath=C:\\data\\new\\table.dat\n", "\nUnits=%\n", "\n[Term3]\n"}) {
+    EXPECT_NE(text.find(line), std::string::npos) << line;
+  }
+  EXPECT_EQ(text.find('"'), std::string::npos) << text;  // nothing needed quoting
+}
+
+TEST(IniFileSection, WritesTheDocumentedForm) {
+  IniFileSection root;
+  root.SetValue("Title", "Screening");
+  root.SetValue("", "empty key");
+  ConfigurationSection& temp = root.CreateChild("Temp");
+  temp.SetValue("Name", "Temperature");
+  temp.SetValue("Empty", "");
+  temp.SetValue("Lead", " x");
+  temp.SetValue("Lines", "a\r\nb\t\"c\"\\");
+  temp.SetValue("a=b", "v");
+  temp.SetValue(";k", "v");
+  temp.SetValue("Quoted", "\"q\"");
+  temp.SetValue("Bell", "\x07");
+  root.CreateChild("a]b").CreateChild("Term", 3).SetValue("V1", "1");
+  EXPECT_EQ(root.ToString(),
+            "Title=Screening\n"
+            "\"\"=empty key\n"
+            "\n\n"
+            "[Temp]\n"
+            "Name=Temperature\n"
+            "Empty=\n"
+            "Lead=\" x\"\n"
+            "Lines=\"a\\r\\nb\\t\\\"c\\\"\\\\\"\n"
+            "\"a\\x3Db\"=v\n"
+            "\";k\"=v\n"
+            "Quoted=\"\\\"q\\\"\"\n"
+            "Bell=\"\\x07\"\n"
+            "\n\n"
+            "[\"a\\x5Db\"]\n"
+            "\n\n"
+            "[Term3]\n"
+            "V1=1\n");
+}
+
+TEST(IniFileSection, ChildrenOfAnySectionAreTopLevelSections) {
+  IniFileSection root;
+  ConfigurationSection& factor = root.CreateChild("Temp");
+  ConfigurationSection& nested = factor.CreateChild("Tran");
+  EXPECT_EQ(root.OpenChild("Tran"), &nested);
+  EXPECT_EQ(factor.OpenChild("Temp"), &factor);
+  ConfigurationSection& term = nested.CreateChild("Term", 2);
+  EXPECT_EQ(root.OpenChild("Term2"), &term);
+  EXPECT_EQ(nested.CountChildren("Term"), 2);
+  EXPECT_EQ(root.GetChildNames(), (std::vector<std::string>{"Temp", "Tran", "Term2"}));
+  EXPECT_TRUE(factor.GetChildNames().empty());
+  EXPECT_EQ(factor.GetName(), "Temp");
+  EXPECT_EQ(root.OpenChild("Term2")->GetName(), "Term2");
+
+  EXPECT_TRUE(nested.RemoveChild("Term", 2));
+  EXPECT_FALSE(root.HasChild("Term2"));
+  EXPECT_TRUE(root.HasChild("Tran"));
+}
+
+TEST(IniFileSection, RemovingTheSectionItselfRemovesItFromTheFile) {
+  IniFileSection root;
+  root.CreateChild("Other").SetValue("K", "v");
+  ConfigurationSection& temp = root.CreateChild("Temp");
+  temp.SetValue("Name", "Temperature");
+  EXPECT_TRUE(temp.RemoveChild("Temp"));  // `temp` is gone from here on
+  EXPECT_FALSE(root.HasChild("Temp"));
+  EXPECT_EQ(root.ToString(), "[Other]\nK=v\n");
+}
+
+TEST(IniFileSection, RejectsMalformedText) {
+  struct Row {
+    const char* name;
+    std::string text;
+    std::string message;
+  };
+  const std::vector<Row> rows = {
+      {"nul byte", std::string("A=1\nB=") + '\0' + "\n",
+       "The INI text holds a NUL byte at offset 6."},
+      {"line without equals", "A=1\ngarbage\n",
+       "The INI text is malformed: line 2 is neither a section, a key=value entry nor a "
+       "comment."},
+      {"unterminated section", "[Temp\nA=1\n",
+       "The INI text is malformed: line 1 is neither a section, a key=value entry nor a "
+       "comment."},
+      {"empty key", "A=1\r\n\r\n=2\r\n",
+       "The INI text is malformed: line 3 is neither a section, a key=value entry nor a "
+       "comment."},
+      {"text after a section", "[Temp] junk\n",
+       "The INI text is malformed: line 1 is neither a section, a key=value entry nor a "
+       "comment."},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.name);
+    EXPECT_EQ(test_support::ErrorOf([&] { IniFileSection::LoadString(row.text); }), row.message);
+  }
+}
+
+TEST(IniFileSection, ReadsWhatOlderFilesHold) {
+  struct Row {
+    const char* name;
+    std::string text;
+    std::string section;  // empty for the global part
+    std::vector<std::string> keys;
+    std::string value_of_a;
+  };
+  const std::vector<Row> rows = {
+      {"spaces around equals", "  A  =  1 2  \n", "", {"A"}, "1 2"},
+      {"comment after a section", "[S] ; note\nA=1\n", "S", {"A"}, "1"},
+      {"cr line ends", "[S]\rB=2\rA=1\r", "S", {"B", "A"}, "1"},
+      {"repeated key keeps the first place", "A=1\nB=2\nA=3\n", "", {"A", "B"}, "3"},
+      {"repeated section merges", "[S]\nA=1\n[T]\n[S]\nB=2\n", "S", {"A", "B"}, "1"},
+      {"plain and quoted spellings merge", "A=1\n\"A\"=2\n", "", {"A"}, "2"},
+      {"quotes with an unknown escape", "A=\"C:\\q\"\n", "", {"A"}, "\"C:\\q\""},
+      {"quote inside quotes", "A=\"a\"b\"\n", "", {"A"}, "\"a\"b\""},
+      {"escaped nul", "A=\"\\x00\"\n", "", {"A"}, "\"\\x00\""},
+      {"valid escapes", "A=\"\\x41\\t\\\\\"\n", "", {"A"}, "A\t\\"},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.name);
+    const auto root = IniFileSection::LoadString(row.text);
+    const ConfigurationSection* section =
+        row.section.empty() ? root.get() : root->OpenChild(row.section);
+    ASSERT_NE(section, nullptr);
+    EXPECT_EQ(section->GetKeys(), row.keys);
+    EXPECT_EQ(section->GetValue("A"), row.value_of_a);
+  }
+}
+
+TEST(IniFileFactory, OpensAMissingFileAsEmptyAndCreatesItOnSave) {
+  test_support::ScratchFolder folder;
+  ASSERT_TRUE(folder.Ok());
+  const std::string path = folder.File("settings.ini");
+  auto section = IniFileFactory::Open(path);
+  EXPECT_TRUE(section->GetKeys().empty());
+  EXPECT_TRUE(section->GetChildNames().empty());
+  section->CreateChild("Responses").WriteInt("Yield", 1);
+  IniFileFactory::Save(*section, path);
+  EXPECT_EQ(test_support::ReadBytes(path), "[Responses]\nYield=1\n");
+  EXPECT_EQ(IniFileFactory::Open(path)->OpenChild("Responses")->GetInt("Yield", 0), 1);
+}
+
+TEST(IniFileFactory, ThrowsForFilesThatExistButCannotBeUsed) {
+  test_support::ScratchFolder folder;
+  ASSERT_TRUE(folder.Ok());
+  const std::string malformed = folder.File("malformed.ini");
+  WriteFileAtomically(malformed, "[Temp]\nno equals sign\n");
+  EXPECT_EQ(test_support::ErrorOf([&] { IniFileFactory::Open(malformed); }),
+            "Cannot load the file '" + malformed +
+                "'. The INI text is malformed: line 2 is neither a section, a key=value entry "
+                "nor a comment.");
+  const std::string folder_path = folder.File("");
+  EXPECT_EQ(test_support::ErrorOf([&] { IniFileFactory::Open(folder_path); }),
+            "Cannot read the file '" + folder_path + "': Is a directory.");
+}
+
+}  // namespace
+}  // namespace zubra

@@ -1,0 +1,31 @@
+// Whole-file reads and crash-safe whole-file writes, used by every stored form.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace zubra {
+
+// Replaces the file at `path` with `content` so that a reader (or a crash at any moment) sees
+// either the complete old file or the complete new one.
+//
+// The text goes to a new temporary file in the same folder; every write is checked, the data
+// is flushed to disk (fsync) and the file closed, then it is renamed over `path` and the
+// folder is flushed so that the rename itself survives a power cut. An existing file keeps
+// its permission bits; a new one gets 0666 less the umask.
+//
+// Throws Exception naming `path` when any step fails (folder missing or not writable, disk
+// full, file size limit, ...). Up to the rename, a failure removes the temporary file and
+// leaves an existing file at `path` untouched; a failure to flush the folder after the rename
+// is reported as such (the new content is in place but may not be on disk yet).
+void WriteFileAtomically(const std::string& path, std::string_view content);
+
+// Returns the whole content of the file at `path`, byte for byte.
+// Throws Exception naming `path` when it does not exist, is a folder, or cannot be read.
+std::string ReadWholeFile(const std::string& path);
+
+// As ReadWholeFile, but returns nullopt (instead of throwing) when nothing exists at `path`.
+std::optional<std::string> ReadFileIfExists(const std::string& path);
+
+}  // namespace zubra

@@ -1,0 +1,470 @@
+#include "zubra/platform/util/tinyxml2_section.h"
+
+#include <tinyxml2.h>
+
+#include <algorithm>
+#include <charconv>
+#include <set>
+#include <string>
+#include <system_error>
+#include <unordered_set>
+
+#include "zubra/platform/util/atomic_file.h"
+#include "zubra/platform/util/exception.h"
+
+namespace zubra {
+namespace {
+
+constexpr const char* kRootElement = "zubra";
+constexpr const char* kSectionElement = "section";
+constexpr const char* kValueElement = "value";
+constexpr const char* kVersionAttribute = "version";
+constexpr const char* kNameAttribute = "name";
+constexpr const char* kIndexAttribute = "index";
+constexpr const char* kKeyAttribute = "key";
+constexpr std::string_view kFormatVersion = "1";
+
+void CheckNoNul(std::string_view text) {
+  if (text.find('\0') != std::string_view::npos) {
+    throw Exception(
+        ExceptionMessage::translate("Keys, values and section names cannot hold a NUL character."));
+  }
+}
+
+bool IsBlank(char c) { return c == ' ' || c == '\t' || c == '\n'; }
+
+// Appends `text` escaped for an attribute value or for element text; see the class comment.
+void AppendEscaped(std::string& out, std::string_view text, bool attribute) {
+  const bool blank_only =
+      !attribute && !text.empty() && std::all_of(text.begin(), text.end(), IsBlank);
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    const char c = text[i];
+    switch (c) {
+      case '&':
+        out += "&amp;";
+        continue;
+      case '<':
+        out += "&lt;";
+        continue;
+      case '>':
+        out += "&gt;";
+        continue;
+      case '"':
+        out += attribute ? "&quot;" : "\"";
+        continue;
+      default:
+        break;
+    }
+    const auto code = static_cast<unsigned char>(c);
+    const bool control = code < 0x20 && (attribute || (c != '\t' && c != '\n'));
+    if (control || (blank_only && i == 0)) {
+      out += "&#";
+      out += std::to_string(code);
+      out += ';';
+    } else {
+      out += c;
+    }
+  }
+}
+
+// A canonical positive decimal that fits an int ("7", not "07", "+7" or "7.0"), or nullopt.
+std::optional<int> ParseIndex(std::string_view text) {
+  if (text.empty() || text.front() == '0') return std::nullopt;
+  int index = 0;
+  const char* const end = text.data() + text.size();
+  const auto [ptr, ec] = std::from_chars(text.data(), end, index);
+  if (ec != std::errc() || ptr != end || index < 1) return std::nullopt;
+  return index;
+}
+
+}  // namespace
+
+// Builds trees from tinyxml2 documents and prints trees through tinyxml2's printer.
+class TinyXML2Section::Codec {
+ public:
+  static std::unique_ptr<TinyXML2Section> Parse(std::string_view xml);
+  static std::string Print(const TinyXML2Section& root);
+
+ private:
+  static void ReadSection(const tinyxml2::XMLElement& element, TinyXML2Section& section);
+  static void ReadValue(const tinyxml2::XMLElement& element, TinyXML2Section& section,
+                        std::unordered_set<std::string_view>& keys);
+  static void CheckAttributes(const tinyxml2::XMLElement& element, const char* allowed1,
+                              const char* allowed2);
+  static const char* RequiredAttribute(const tinyxml2::XMLElement& element, const char* name);
+  static void PrintSection(const TinyXML2Section& section, tinyxml2::XMLPrinter& printer,
+                           std::string& scratch);
+};
+
+void TinyXML2Section::Codec::CheckAttributes(const tinyxml2::XMLElement& element,
+                                             const char* allowed1, const char* allowed2) {
+  for (const tinyxml2::XMLAttribute* attribute = element.FirstAttribute(); attribute != nullptr;
+       attribute = attribute->Next()) {
+    const std::string_view name = attribute->Name();
+    if (name == allowed1 || (allowed2 != nullptr && name == allowed2)) continue;
+    throw Exception(ExceptionMessage::translate(
+                        "The XML document has an unexpected attribute '{}' on <{}> at line {}.") %
+                    name % element.Name() % element.GetLineNum());
+  }
+}
+
+const char* TinyXML2Section::Codec::RequiredAttribute(const tinyxml2::XMLElement& element,
+                                                      const char* name) {
+  const char* value = element.Attribute(name);
+  if (value == nullptr) {
+    throw Exception(ExceptionMessage::translate(
+                        "The XML document lacks the attribute '{}' on <{}> at line {}.") %
+                    name % element.Name() % element.GetLineNum());
+  }
+  return value;
+}
+
+void TinyXML2Section::Codec::ReadValue(const tinyxml2::XMLElement& element,
+                                       TinyXML2Section& section,
+                                       std::unordered_set<std::string_view>& keys) {
+  CheckAttributes(element, kKeyAttribute, nullptr);
+  const char* key = RequiredAttribute(element, kKeyAttribute);
+  // The set of keys seen (views into the document) keeps a large section loading in linear
+  // time.
+  if (!keys.insert(key).second) {
+    throw Exception(ExceptionMessage::translate(
+                        "The XML document gives the key '{}' twice in one section at line {}.") %
+                    key % element.GetLineNum());
+  }
+  std::string text;
+  for (const tinyxml2::XMLNode* node = element.FirstChild(); node != nullptr;
+       node = node->NextSibling()) {
+    if (node->ToText() != nullptr) {
+      text += node->Value();
+    } else if (node->ToComment() == nullptr) {
+      throw Exception(ExceptionMessage::translate(
+                          "The XML document has unexpected content inside the value '{}' at line "
+                          "{}.") %
+                      key % node->GetLineNum());
+    }
+  }
+  section.values_.emplace_back(key, std::move(text));
+}
+
+void TinyXML2Section::Codec::ReadSection(const tinyxml2::XMLElement& element,
+                                         TinyXML2Section& section) {
+  std::unordered_set<std::string_view> keys;
+  std::set<std::pair<std::string_view, int>> children;
+  for (const tinyxml2::XMLNode* node = element.FirstChild(); node != nullptr;
+       node = node->NextSibling()) {
+    if (node->ToComment() != nullptr) continue;
+    const tinyxml2::XMLElement* child = node->ToElement();
+    if (child == nullptr) {
+      if (node->ToText() != nullptr) {
+        throw Exception(
+            ExceptionMessage::translate("The XML document has text outside a value at line {}.") %
+            node->GetLineNum());
+      }
+      throw Exception(
+          ExceptionMessage::translate("The XML document has unexpected content at line {}.") %
+          node->GetLineNum());
+    }
+    const std::string_view tag = child->Name();
+    if (tag == kValueElement) {
+      ReadValue(*child, section, keys);
+    } else if (tag == kSectionElement) {
+      CheckAttributes(*child, kNameAttribute, kIndexAttribute);
+      const char* name = RequiredAttribute(*child, kNameAttribute);
+      int index = 0;
+      if (const char* index_text = child->Attribute(kIndexAttribute); index_text != nullptr) {
+        const std::optional<int> parsed = ParseIndex(index_text);
+        if (!parsed) {
+          throw Exception(ExceptionMessage::translate(
+                              "The XML document has the index '{}', which is not a positive whole "
+                              "number, at line {}.") %
+                          index_text % child->GetLineNum());
+        }
+        index = *parsed;
+      }
+      if (!children.emplace(name, index).second) {
+        if (index == 0) {
+          throw Exception(ExceptionMessage::translate(
+                              "The XML document gives the section '{}' twice in one section at "
+                              "line {}.") %
+                          name % child->GetLineNum());
+        }
+        throw Exception(ExceptionMessage::translate(
+                            "The XML document gives the section '{}' with index {} twice in one "
+                            "section at line {}.") %
+                        name % index % child->GetLineNum());
+      }
+      if (section.depth_ >= kMaxDepth) {
+        throw Exception(ExceptionMessage::translate(
+                            "The XML document nests sections deeper than {} levels at line {}.") %
+                        kMaxDepth % child->GetLineNum());
+      }
+      section.children_.push_back(
+          std::unique_ptr<TinyXML2Section>(new TinyXML2Section(name, index, section.depth_ + 1)));
+      ReadSection(*child, *section.children_.back());
+    } else {
+      throw Exception(ExceptionMessage::translate(
+                          "The XML document has an unexpected element <{}> at line {}.") %
+                      tag % child->GetLineNum());
+    }
+  }
+}
+
+std::unique_ptr<TinyXML2Section> TinyXML2Section::Codec::Parse(std::string_view xml) {
+  if (const std::size_t nul = xml.find('\0'); nul != std::string_view::npos) {
+    throw Exception(ExceptionMessage::translate("The XML document holds a NUL byte at offset {}.") %
+                    nul);
+  }
+  tinyxml2::XMLDocument document(true, tinyxml2::PRESERVE_WHITESPACE);
+  const tinyxml2::XMLError error = document.Parse(xml.data(), xml.size());
+  if (error == tinyxml2::XML_ELEMENT_DEPTH_EXCEEDED) {
+    throw Exception(ExceptionMessage::translate(
+                        "The XML document nests sections deeper than {} levels at line {}.") %
+                    kMaxDepth % document.ErrorLineNum());
+  }
+  if (error != tinyxml2::XML_SUCCESS) {
+    throw Exception(
+        ExceptionMessage::translate("The XML document is not well formed: {} at line {}.") %
+        tinyxml2::XMLDocument::ErrorIDToName(error) % document.ErrorLineNum());
+  }
+
+  const tinyxml2::XMLElement* root = nullptr;
+  for (const tinyxml2::XMLNode* node = document.FirstChild(); node != nullptr;
+       node = node->NextSibling()) {
+    if (node->ToComment() != nullptr) continue;
+    if (node->ToDeclaration() != nullptr && root == nullptr) continue;
+    const tinyxml2::XMLElement* element = node->ToElement();
+    if (element == nullptr) {
+      if (node->ToText() != nullptr) {
+        throw Exception(
+            ExceptionMessage::translate("The XML document has text outside a value at line {}.") %
+            node->GetLineNum());
+      }
+      throw Exception(
+          ExceptionMessage::translate("The XML document has unexpected content at line {}.") %
+          node->GetLineNum());
+    }
+    if (root != nullptr) {
+      throw Exception(ExceptionMessage::translate(
+                          "The XML document has a second root element <{}> at line {}.") %
+                      element->Name() % element->GetLineNum());
+    }
+    root = element;
+  }
+  if (root == nullptr) {
+    throw Exception(ExceptionMessage::translate("The XML document has no root element."));
+  }
+  if (std::string_view(root->Name()) != kRootElement) {
+    throw Exception(ExceptionMessage::translate(
+                        "The XML document is not a configuration: its root element is <{}>, "
+                        "not <{}>.") %
+                    root->Name() % kRootElement);
+  }
+  CheckAttributes(*root, kVersionAttribute, nullptr);
+  const char* version = RequiredAttribute(*root, kVersionAttribute);
+  if (version != kFormatVersion) {
+    throw Exception(ExceptionMessage::translate(
+                        "The XML document has the format version '{}'; this program reads "
+                        "version {}.") %
+                    version % kFormatVersion);
+  }
+  auto tree = std::make_unique<TinyXML2Section>();
+  ReadSection(*root, *tree);
+  return tree;
+}
+
+void TinyXML2Section::Codec::PrintSection(const TinyXML2Section& section,
+                                          tinyxml2::XMLPrinter& printer, std::string& scratch) {
+  for (const auto& [key, value] : section.values_) {
+    printer.OpenElement(kValueElement);
+    scratch.clear();
+    AppendEscaped(scratch, key, true);
+    printer.PushAttribute(kKeyAttribute, scratch.c_str());
+    if (!value.empty()) {
+      scratch.clear();
+      AppendEscaped(scratch, value, false);
+      printer.PushText(scratch.c_str());
+    }
+    printer.CloseElement();
+  }
+  for (const std::unique_ptr<TinyXML2Section>& child : section.children_) {
+    printer.OpenElement(kSectionElement);
+    scratch.clear();
+    AppendEscaped(scratch, child->name_, true);
+    printer.PushAttribute(kNameAttribute, scratch.c_str());
+    if (child->index_ > 0) printer.PushAttribute(kIndexAttribute, child->index_);
+    PrintSection(*child, printer, scratch);
+    printer.CloseElement();
+  }
+}
+
+std::string TinyXML2Section::Codec::Print(const TinyXML2Section& root) {
+  tinyxml2::XMLPrinter printer;
+  // A document built without entity processing switches the printer to writing text as it is
+  // given: every text passes through AppendEscaped first, which escapes more than the printer.
+  const tinyxml2::XMLDocument verbatim(false);
+  printer.VisitEnter(verbatim);
+  printer.PushDeclaration(R"(xml version="1.0" encoding="UTF-8")");
+  printer.OpenElement(kRootElement);
+  printer.PushAttribute(kVersionAttribute, std::string(kFormatVersion).c_str());
+  std::string scratch;
+  PrintSection(root, printer, scratch);
+  printer.CloseElement();
+  return {printer.CStr(), static_cast<std::size_t>(printer.CStrSize() - 1)};
+}
+
+TinyXML2Section::TinyXML2Section() = default;
+
+TinyXML2Section::TinyXML2Section(std::string name, int index, int depth)
+    : name_(std::move(name)), index_(index), depth_(depth) {}
+
+TinyXML2Section::~TinyXML2Section() = default;
+
+std::unique_ptr<TinyXML2Section> TinyXML2Section::LoadFile(const std::string& path) {
+  const std::string text = ReadWholeFile(path);
+  try {
+    return Codec::Parse(text);
+  } catch (const Exception& error) {
+    throw Exception(ExceptionMessage::translate("Cannot load the file '{}'. {}") % path %
+                    error.Message());
+  }
+}
+
+std::unique_ptr<TinyXML2Section> TinyXML2Section::LoadString(std::string_view xml) {
+  return Codec::Parse(xml);
+}
+
+void TinyXML2Section::SaveFile(const std::string& path) const {
+  WriteFileAtomically(path, ToString());
+}
+
+std::string TinyXML2Section::ToString() const { return Codec::Print(*this); }
+
+bool TinyXML2Section::HasKey(std::string_view key) const {
+  return std::any_of(values_.begin(), values_.end(),
+                     [key](const auto& entry) { return entry.first == key; });
+}
+
+std::optional<std::string> TinyXML2Section::GetValue(std::string_view key) const {
+  for (const auto& [name, value] : values_) {
+    if (name == key) return value;
+  }
+  return std::nullopt;
+}
+
+void TinyXML2Section::SetValue(std::string_view key, std::string_view value) {
+  CheckNoNul(key);
+  CheckNoNul(value);
+  for (auto& [name, text] : values_) {
+    if (name == key) {
+      text = value;
+      return;
+    }
+  }
+  values_.emplace_back(key, value);
+}
+
+bool TinyXML2Section::RemoveKey(std::string_view key) {
+  const auto it = std::find_if(values_.begin(), values_.end(),
+                               [key](const auto& entry) { return entry.first == key; });
+  if (it == values_.end()) return false;
+  values_.erase(it);
+  return true;
+}
+
+std::vector<std::string> TinyXML2Section::GetKeys() const {
+  std::vector<std::string> keys;
+  keys.reserve(values_.size());
+  for (const auto& entry : values_) keys.push_back(entry.first);
+  return keys;
+}
+
+TinyXML2Section* TinyXML2Section::FindChild(std::string_view name, int index) const {
+  for (const std::unique_ptr<TinyXML2Section>& child : children_) {
+    if (child->index_ == index && child->name_ == name) return child.get();
+  }
+  return nullptr;
+}
+
+TinyXML2Section& TinyXML2Section::AddChild(std::string_view name, int index) {
+  if (TinyXML2Section* existing = FindChild(name, index)) return *existing;
+  CheckNoNul(name);
+  if (depth_ >= kMaxDepth) {
+    throw Exception(ExceptionMessage::translate(
+                        "The section '{}' cannot be created: sections nest at most {} levels "
+                        "deep.") %
+                    name % kMaxDepth);
+  }
+  children_.push_back(
+      std::unique_ptr<TinyXML2Section>(new TinyXML2Section(std::string(name), index, depth_ + 1)));
+  return *children_.back();
+}
+
+bool TinyXML2Section::EraseChild(std::string_view name, int index) {
+  const auto it = std::find_if(children_.begin(), children_.end(), [&](const auto& child) {
+    return child->index_ == index && child->name_ == name;
+  });
+  if (it == children_.end()) return false;
+  children_.erase(it);
+  return true;
+}
+
+bool TinyXML2Section::HasChild(std::string_view name) const {
+  return FindChild(name, 0) != nullptr;
+}
+
+ConfigurationSection* TinyXML2Section::OpenChild(std::string_view name) {
+  return FindChild(name, 0);
+}
+
+const ConfigurationSection* TinyXML2Section::OpenChild(std::string_view name) const {
+  return FindChild(name, 0);
+}
+
+ConfigurationSection& TinyXML2Section::CreateChild(std::string_view name) {
+  return AddChild(name, 0);
+}
+
+bool TinyXML2Section::RemoveChild(std::string_view name) { return EraseChild(name, 0); }
+
+std::vector<std::string> TinyXML2Section::GetChildNames() const {
+  std::vector<std::string> names;
+  for (const std::unique_ptr<TinyXML2Section>& child : children_) {
+    if (child->index_ == 0) names.push_back(child->name_);
+  }
+  return names;
+}
+
+bool TinyXML2Section::HasChild(std::string_view name, int index) const {
+  return index >= 1 && FindChild(name, index) != nullptr;
+}
+
+ConfigurationSection* TinyXML2Section::OpenChild(std::string_view name, int index) {
+  return index >= 1 ? FindChild(name, index) : nullptr;
+}
+
+const ConfigurationSection* TinyXML2Section::OpenChild(std::string_view name, int index) const {
+  return index >= 1 ? FindChild(name, index) : nullptr;
+}
+
+ConfigurationSection& TinyXML2Section::CreateChild(std::string_view name, int index) {
+  if (index < 1) {
+    throw Exception(
+        ExceptionMessage::translate("The index {} of the section '{}' is not a positive number.") %
+        index % name);
+  }
+  return AddChild(name, index);
+}
+
+bool TinyXML2Section::RemoveChild(std::string_view name, int index) {
+  return index >= 1 && EraseChild(name, index);
+}
+
+int TinyXML2Section::CountChildren(std::string_view name) const {
+  int count = 0;
+  for (const std::unique_ptr<TinyXML2Section>& child : children_) {
+    if (child->index_ > 0 && child->name_ == name) count = std::max(count, child->index_);
+  }
+  return count;
+}
+
+}  // namespace zubra
