@@ -14,8 +14,14 @@ run(${CMAKE_COMMAND} --install "${ZUBRA_BUILD_DIR}" --prefix "${prefix}")
 if(NOT BUILD_TYPE)
   set(BUILD_TYPE Release)
 endif()
+# A sanitized library needs the sanitizer runtime linked into the program first.
+set(sanitize_flags "")
+if(SANITIZE)
+  set(sanitize_flags "-DCMAKE_CXX_FLAGS=-fsanitize=address,undefined"
+      "-DCMAKE_EXE_LINKER_FLAGS=-fsanitize=address,undefined")
+endif()
 run(${CMAKE_COMMAND} -S "${CONSUMER_SOURCE_DIR}" -B "${WORK_DIR}/build" -G "${GENERATOR}"
-    -DCMAKE_BUILD_TYPE=${BUILD_TYPE} "-DCMAKE_PREFIX_PATH=${prefix}")
+    -DCMAKE_BUILD_TYPE=${BUILD_TYPE} "-DCMAKE_PREFIX_PATH=${prefix}" ${sanitize_flags})
 run(${CMAKE_COMMAND} --build "${WORK_DIR}/build")
 execute_process(COMMAND "${WORK_DIR}/build/consumer" RESULT_VARIABLE rc OUTPUT_VARIABLE out
                 ERROR_VARIABLE err)

@@ -1,6 +1,7 @@
 // A program outside the project that uses the installed library through find_package.
-#include <iostream>
 #include <zubra/zubra.h>
+
+#include <iostream>
 
 int main() {
   try {

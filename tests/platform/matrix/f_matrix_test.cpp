@@ -2,21 +2,19 @@
 
 #include <gtest/gtest.h>
 
+#include <string>
+#include <utility>
 #include <vector>
 
 #include "zubra/platform/matrix/f_vector.h"
 #include "zubra/platform/matrix/nc_data_matrix.h"
+#include "zubra/platform/matrix/xf_matrix.h"
 
 namespace zubra {
 namespace {
 
 constexpr float kFill = -99.0F;
-
-struct Shape {
-  const char* name;
-  int rows;
-  int cols;
-};
+using Names = std::vector<std::string>;
 
 // The value 10 * r + c that the numbered matrices hold in cell (r, c).
 float Tag(int r, int c) { return static_cast<float>(10 * r + c); }
@@ -41,24 +39,27 @@ TEST(FMatrix, OneBasedCellsMapToRowMajorStorage) {
   }
 }
 
-TEST(FMatrix, ResizeKeepsOverlappingCellsAndFillsNewOnes) {
-  const std::vector<Shape> shapes = {{"more rows", 5, 3},
-                                     {"more columns", 3, 6},
-                                     {"fewer rows, more columns", 2, 5},
-                                     {"fewer columns", 3, 2},
-                                     {"more rows, fewer columns", 5, 1},
-                                     {"empty", 0, 0}};
-  for (const Shape& shape : shapes) {
-    SCOPED_TRACE(shape.name);
+// The zero-based data matrix must resize the same way and convert to and from FMatrix.
+TEST(FMatrix, ResizeKeepsOverlappingCellsAndFillsNewOnesAsTheDataMatrixDoes) {
+  const std::vector<std::pair<int, int>> shapes = {{5, 3}, {3, 6}, {2, 5}, {3, 2},
+                                                   {5, 1}, {3, 0}, {0, 0}};
+  for (const auto& [rows, cols] : shapes) {
+    SCOPED_TRACE(testing::Message() << rows << " x " << cols);
     FMatrix m = Numbered(3, 3);
-    m.Resize(shape.rows, shape.cols, kFill);
-    ASSERT_EQ(m.GetRows(), shape.rows);
-    ASSERT_EQ(m.GetCols(), shape.cols);
-    for (int r = 1; r <= shape.rows; ++r) {
-      for (int c = 1; c <= shape.cols; ++c) {
-        EXPECT_EQ(m(r, c), r <= 3 && c <= 3 ? Tag(r, c) : kFill) << r << "," << c;
+    NCDataMatrix<float> data = m.ToNCDataMatrix();
+    m.Resize(rows, cols, kFill);
+    data.Resize(rows, cols, kFill);
+    ASSERT_EQ(std::make_pair(m.GetRows(), m.GetCols()), std::make_pair(rows, cols));
+    ASSERT_EQ(std::make_pair(data.GetRows(), data.GetCols()), std::make_pair(rows, cols));
+    for (int r = 1; r <= rows; ++r) {
+      for (int c = 1; c <= cols; ++c) {
+        const float expected = r <= 3 && c <= 3 ? Tag(r, c) : kFill;
+        EXPECT_EQ(m(r, c), expected) << r << "," << c;
+        EXPECT_EQ(data.GetRowData(r - 1)[c - 1], expected) << r << "," << c;
       }
     }
+    EXPECT_EQ(FMatrix(data), m);
+    EXPECT_EQ(m.ToNCDataMatrix(), data);
   }
 }
 
@@ -72,45 +73,6 @@ TEST(FMatrix, AppendColumnsReturnsTheFirstNewColumn) {
   EXPECT_EQ(m, (FMatrix{{11, 12, kFill, -1}, {1, 2, 3, -2}}));
 }
 
-TEST(FMatrix, ConvertsToAndFromTheZeroBasedDataMatrix) {
-  const std::vector<Shape> shapes = {
-      {"tall", 4, 2}, {"wide", 2, 5}, {"no columns", 3, 0}, {"empty", 0, 0}};
-  for (const Shape& shape : shapes) {
-    SCOPED_TRACE(shape.name);
-    NCDataMatrix<float> data(shape.rows, shape.cols);
-    for (int r = 0; r < shape.rows; ++r) {
-      for (int c = 0; c < shape.cols; ++c) data(r, c) = Tag(r, c);
-    }
-    const FMatrix m(data);
-    ASSERT_EQ(m.GetRows(), shape.rows);
-    ASSERT_EQ(m.GetCols(), shape.cols);
-    for (int r = 0; r < shape.rows; ++r) {
-      for (int c = 0; c < shape.cols; ++c) EXPECT_EQ(m(r + 1, c + 1), Tag(r, c));
-    }
-    EXPECT_EQ(m.ToNCDataMatrix(), data);
-  }
-}
-
-TEST(NCDataMatrix, ResizeKeepsCellsAtTheirZeroBasedPosition) {
-  const std::vector<Shape> shapes = {
-      {"wider", 2, 4}, {"narrower", 2, 1}, {"taller", 4, 3}, {"empty", 0, 0}};
-  for (const Shape& shape : shapes) {
-    SCOPED_TRACE(shape.name);
-    NCDataMatrix<float> data(2, 3);
-    for (int r = 0; r < 2; ++r) {
-      for (int c = 0; c < 3; ++c) data(r, c) = Tag(r, c);
-    }
-    data.Resize(shape.rows, shape.cols, kFill);
-    ASSERT_EQ(data.GetRows(), shape.rows);
-    ASSERT_EQ(data.GetCols(), shape.cols);
-    for (int r = 0; r < shape.rows; ++r) {
-      for (int c = 0; c < shape.cols; ++c) {
-        EXPECT_EQ(data.GetRowData(r)[c], r < 2 && c < 3 ? Tag(r, c) : kFill) << r << "," << c;
-      }
-    }
-  }
-}
-
 TEST(FVector, ResizeKeepsLeadingElementsAndFillsTheTail) {
   FVector v{1, 2, 3};
   v.Resize(5, kFill);
@@ -119,6 +81,57 @@ TEST(FVector, ResizeKeepsLeadingElementsAndFillsTheTail) {
   v.Append(7);
   EXPECT_EQ(v, (FVector{1, 2, 7}));
   EXPECT_EQ(v(3), 7.0F);
+}
+
+// A 2 x 2 matrix "Coding" with rows "a", "b", columns "x", "y" and cells 11, 12, 21, 22.
+XFMatrix Named() {
+  XFMatrix m("Coding", FMatrix{{11, 12}, {21, 22}});
+  m.SetRowName(1, "a");
+  m.SetRowName(2, "b");
+  m.SetColName(1, "x");
+  m.SetColName(2, "y");
+  return m;
+}
+
+// The row names, then "|", then the column names.
+Names NamesOf(const XFMatrix& m) {
+  Names names;
+  for (int r = 1; r <= m.GetRows(); ++r) names.push_back(m.GetRowName(r));
+  names.emplace_back("|");
+  for (int c = 1; c <= m.GetCols(); ++c) names.push_back(m.GetColName(c));
+  return names;
+}
+
+TEST(XFMatrix, ReshapingKeepsNamesWithTheirRowsAndColumns) {
+  XFMatrix m = Named();
+  m.Resize(3, 3, -1.0F);
+  EXPECT_EQ(NamesOf(m), (Names{"a", "b", "", "|", "x", "y", ""}));
+  EXPECT_EQ(m.GetMatrix(), (FMatrix{{11, 12, -1}, {21, 22, -1}, {-1, -1, -1}}));
+  m = Named();
+  m.Resize(1, 3);
+  EXPECT_EQ(NamesOf(m), (Names{"a", "|", "x", "y", ""}));
+  EXPECT_EQ(m.GetMatrix(), (FMatrix{{11, 12, 0}}));
+  m = Named();
+  EXPECT_EQ(m.AppendColumns(1, -99.0F), 3);
+  EXPECT_EQ(NamesOf(m), (Names{"a", "b", "|", "x", "y", ""}));
+  EXPECT_EQ(m.GetMatrix(), (FMatrix{{11, 12, -99}, {21, 22, -99}}));
+}
+
+TEST(XFMatrix, FindsTheFirstExactlyNamedRowOrColumnAndComparesNames) {
+  XFMatrix m = Named();
+  EXPECT_EQ(m, Named());
+  m.SetColName(2, "Y");
+  EXPECT_NE(m, Named());  // the same cells under another column name
+  EXPECT_EQ(m.FindCol("y"), 0);
+  EXPECT_EQ(m.FindCol("Y"), 2);
+  m.Resize(3, 2);
+  m.SetRowName(3, "a");
+  EXPECT_EQ(m.FindRow("a"), 1);
+  EXPECT_EQ(m.FindRow("B"), 0);
+  EXPECT_EQ(m.FindRow(""), 0);
+  // AsEigen is a view of the cells, 0-based.
+  m.AsEigen()(0, 1) = 0.0F;
+  EXPECT_EQ(m(1, 2), 0.0F);
 }
 
 #ifndef NDEBUG

@@ -2,13 +2,17 @@
 
 #include <gtest/gtest.h>
 
-#include <optional>
 #include <random>
 #include <string>
 #include <vector>
 
+#include "tests/platform/util/section_test_support.h"
+
 namespace zubra {
 namespace {
+
+using DecodeError = HtmlUtilities::URIDecodeException;
+using test_support::ErrorOf;
 
 // Every single byte, then random mixtures of entity-like text and of arbitrary bytes, from a
 // fixed seed so that every run checks the same texts.
@@ -28,69 +32,38 @@ std::vector<std::string> SampleTexts() {
   return texts;
 }
 
-template <typename Function>
-std::optional<std::string> DecodeError(Function function) {
-  try {
-    function();
-  } catch (const HtmlUtilities::URIDecodeException& error) {
-    return error.Message();
-  }
-  return std::nullopt;
-}
-
 TEST(HtmlUtilities, EscapesMarkupAndControlCharactersAndUnescapesBack) {
-  struct Row {
-    const char* name;
-    std::string text;
-    std::string escaped;
-  };
-  const std::vector<Row> rows = {
-      {"markup and quotes", "<a href=\"x\">'R&D'",
-       "&lt;a href=&quot;x&quot;&gt;&apos;R&amp;D&apos;"},
-      {"tab and line break", "a\tb\r\nc", "a&#9;b&#13;&#10;c"},
-      {"other C0 controls and DEL", "\x01\x1F\x7F", "&#1;&#31;&#127;"},
-      {"C1 control", "x\xC2\x85", "x&#133;"},
-      {"no-break space is no control", "\xC2\xA0", "\xC2\xA0"},
-      {"other UTF-8 and invalid bytes", "\xE2\x82\xAC\xF0\x9F\x98\x80\xFF\xC2",
-       "\xE2\x82\xAC\xF0\x9F\x98\x80\xFF\xC2"},
-      {"NUL has no entity", std::string("a\0b", 3), std::string("a\0b", 3)},
-  };
-  for (const Row& row : rows) {
-    SCOPED_TRACE(row.name);
-    EXPECT_EQ(HtmlUtilities::EscapeToHtml(row.text), row.escaped);
-    EXPECT_EQ(HtmlUtilities::Unescape(row.escaped), row.text);
+  const std::vector<std::pair<std::string, std::string>> rows = {
+      {"<a href=\"x\">'R&D'", "&lt;a href=&quot;x&quot;&gt;&apos;R&amp;D&apos;"},
+      {"a\tb\r\nc\x01\x1F\x7F", "a&#9;b&#13;&#10;c&#1;&#31;&#127;"},
+      {"x\xC2\x85\xC2\xA0", "x&#133;\xC2\xA0"},  // C1 control; no-break space is none
+      {"\xE2\x82\xAC\xF0\x9F\x98\x80\xFF\xC2", "\xE2\x82\xAC\xF0\x9F\x98\x80\xFF\xC2"},
+      {std::string("a\0b", 3), std::string("a\0b", 3)}};  // NUL has no entity
+  for (const auto& [text, escaped] : rows) {
+    EXPECT_EQ(HtmlUtilities::EscapeToHtml(text), escaped);
+    EXPECT_EQ(HtmlUtilities::Unescape(escaped), text);
   }
   EXPECT_EQ(HtmlUtilities::Unescape("&#x41;&#X42;&#0067;&#x20AC;&#128512;&#x10FFFF;"),
             "ABC\xE2\x82\xAC\xF0\x9F\x98\x80\xF4\x8F\xBF\xBF");
-
   for (const std::string& text : SampleTexts()) {
-    SCOPED_TRACE(testing::PrintToString(text));
     const std::string escaped = HtmlUtilities::EscapeToHtml(text);
     EXPECT_EQ(escaped.find_first_of("<>\"'\t\r\n"), std::string::npos);
-    EXPECT_EQ(HtmlUtilities::Unescape(escaped), text);
+    EXPECT_EQ(HtmlUtilities::Unescape(escaped), text) << testing::PrintToString(text);
   }
 }
 
 TEST(HtmlUtilities, UnescapeRefusesMalformedAndUnknownEntities) {
   const std::string kNotAllowed = ";' at position 1 does not stand for an allowed character.";
-  struct Row {
-    const char* name;
-    std::string text;
-    std::string message;
-  };
-  const std::vector<Row> rows = {
-      {"bare ampersand", "a & b", "Malformed character entity at position 3."},
-      {"missing semicolon", "&amp", "Malformed character entity at position 1."},
-      {"letter in decimal", "&#12a;", "Malformed character entity at position 1."},
-      {"names are case-sensitive", "&AMP;", "Unknown character entity '&AMP;' at position 1."},
-      {"NUL", "&#0;", "The character entity '&#0" + kNotAllowed},
-      {"above U+10FFFF", "&#x110000;", "The character entity '&#x110000" + kNotAllowed},
-      {"huge number", "&#99999999999999999999;",
-       "The character entity '&#99999999999999999999" + kNotAllowed},
-  };
-  for (const Row& row : rows) {
-    SCOPED_TRACE(row.name);
-    EXPECT_EQ(DecodeError([&] { HtmlUtilities::Unescape(row.text); }), row.message);
+  const std::vector<std::pair<std::string, std::string>> rows = {
+      {"a & b", "Malformed character entity at position 3."},
+      {"&amp", "Malformed character entity at position 1."},
+      {"&#12a;", "Malformed character entity at position 1."},
+      {"&AMP;", "Unknown character entity '&AMP;' at position 1."},
+      {"&#0;", "The character entity '&#0" + kNotAllowed},
+      {"&#x110000;", "The character entity '&#x110000" + kNotAllowed},
+      {"&#99999999999999999999;", "The character entity '&#99999999999999999999" + kNotAllowed}};
+  for (const auto& [text, message] : rows) {
+    EXPECT_EQ(ErrorOf<DecodeError>([&] { HtmlUtilities::Unescape(text); }), message) << text;
   }
 }
 
@@ -99,19 +72,16 @@ TEST(HtmlUtilities, URIDecodeUndoesURIEncodeAndRefusesBrokenEscapes) {
             "AZaz09-._~%20%2B%2F%25%E2%82%AC");
   EXPECT_EQ(HtmlUtilities::URIDecode("a+b%4a%4A%2541"), "a+bJJ%41");
   for (const std::string& text : SampleTexts()) {
-    SCOPED_TRACE(testing::PrintToString(text));
-    EXPECT_EQ(HtmlUtilities::URIDecode(HtmlUtilities::URIEncode(text)), text);
+    EXPECT_EQ(HtmlUtilities::URIDecode(HtmlUtilities::URIEncode(text)), text)
+        << testing::PrintToString(text);
   }
-  struct Row {
-    std::string text;
-    int position;
-  };
-  const std::vector<Row> rows = {{"%", 1}, {"ab%2", 3}, {"%G0", 1}, {"x%4g", 2}, {"%%41", 1}};
-  for (const Row& row : rows) {
-    SCOPED_TRACE(row.text);
-    EXPECT_EQ(DecodeError([&] { HtmlUtilities::URIDecode(row.text); }),
-              "Invalid percent-encoding at position " + std::to_string(row.position) +
-                  ": '%' must be followed by two hexadecimal digits.");
+  const std::vector<std::pair<std::string, int>> rows = {
+      {"%", 1}, {"ab%2", 3}, {"%G0", 1}, {"x%4g", 2}, {"%%41", 1}};
+  for (const auto& [text, position] : rows) {
+    EXPECT_EQ(ErrorOf<DecodeError>([&] { HtmlUtilities::URIDecode(text); }),
+              "Invalid percent-encoding at position " + std::to_string(position) +
+                  ": '%' must be followed by two hexadecimal digits.")
+        << text;
   }
 }
 

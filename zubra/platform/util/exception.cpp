@@ -1,8 +1,9 @@
 #include "zubra/platform/util/exception.h"
 
+#include <fmt/format.h>
+
 #include <boost/format.hpp>
 #include <cctype>
-#include <fmt/format.h>
 #include <mutex>
 #include <utility>
 

@@ -48,13 +48,13 @@ class ExceptionMessage {
   ExceptionMessage& operator%(char argument) &;
   ExceptionMessage&& operator%(char argument) &&;
   template <std::integral T>
-    requires(!std::same_as<T, bool> && !std::same_as<T, char>)
-  ExceptionMessage& operator%(T argument) & {
+  requires(!std::same_as<T, bool> && !std::same_as<T, char>) ExceptionMessage& operator%(
+      T argument) & {
     return AddInteger(static_cast<std::int64_t>(argument));
   }
   template <std::integral T>
-    requires(!std::same_as<T, bool> && !std::same_as<T, char>)
-  ExceptionMessage&& operator%(T argument) && {
+  requires(!std::same_as<T, bool> && !std::same_as<T, char>) ExceptionMessage && operator%(
+      T argument) && {
     return std::move(AddInteger(static_cast<std::int64_t>(argument)));
   }
   template <std::floating_point T>
