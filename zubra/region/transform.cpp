@@ -243,11 +243,6 @@ const ConfigurationSection* ReadChild(const std::string& name,
   return section.IsIni() ? section.OpenChild(name) : section.OpenChild("Tran");
 }
 
-std::string LowerFirst(std::string text) {
-  if (!text.empty() && text[0] >= 'A' && text[0] <= 'Z') text[0] = static_cast<char>(text[0] + 32);
-  return text;
-}
-
 }  // namespace
 
 Transform::Transform(const std::string& name, const ConfigurationSection& section) {
@@ -413,7 +408,7 @@ Transform Transform::FromJson(const json_value& value) {
 
 json_value Transform::ToJson() const {
   json_value out = json_value::object();
-  out["type"] = LowerFirst(TraData::GetString(type_));
+  out["type"] = KtStdString::LowerFirst(TraData::GetString(type_));
   if (type_ == TraData::kNone) return out;
   json_value constants = json_value::object();
   constants["c1"] = c1_;

@@ -135,6 +135,12 @@ std::string KtStdString::ToLower(std::string_view text) {
   return lowered;
 }
 
+std::string KtStdString::LowerFirst(std::string_view text) {
+  std::string lowered(text);
+  if (!lowered.empty()) lowered[0] = LowerAscii(lowered[0]);
+  return lowered;
+}
+
 std::string KtStdString::ToLowerUnicode(std::string_view text) {
   icu::UnicodeString unicode = ToUnicode(text);
   unicode.toLower(icu::Locale::getRoot());

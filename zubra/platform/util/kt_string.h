@@ -82,6 +82,10 @@ class KtStdString {
   // Returns `text` with the ASCII letters A-Z lowered; every other byte unchanged.
   static std::string ToLower(std::string_view text);
 
+  // Returns `text` with its first byte lowered when it is an ASCII letter A-Z ("Log" -> "log"),
+  // the form in which JSON documents write type names.
+  static std::string LowerFirst(std::string_view text);
+
   // Returns `text` lowered by the Unicode rules of the root locale ("ÄÖÜ" -> "äöü",
   // "ΣΑΣ" -> "σας"). Invalid UTF-8 comes back repaired as by RepairUtf8.
   static std::string ToLowerUnicode(std::string_view text);
