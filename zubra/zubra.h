@@ -1,17 +1,6 @@
 // Zubra: the umbrella header. Includes every public class of the library.
 #pragma once
 
-#include <zubra/platform/util/atomic_file.h>
-#include <zubra/platform/util/configuration_section.h>
-#include <zubra/platform/util/exception.h>
-#include <zubra/platform/util/html_utilities.h>
-#include <zubra/platform/util/ini_file_section.h>
-#include <zubra/platform/util/json.h>
-#include <zubra/platform/util/kt_string.h>
-#include <zubra/platform/util/tinyxml2_section.h>
-#include <zubra/platform/util/unique_id.h>
-#include <zubra/platform/util/variable_name_validator.h>
-
 #include <zubra/platform/base/c_alpha_lev.h>
 #include <zubra/platform/base/c_coeff.h>
 #include <zubra/platform/base/c_coeff_list.h>
@@ -34,7 +23,6 @@
 #include <zubra/platform/base/list_options.h>
 #include <zubra/platform/base/sca_types.h>
 #include <zubra/platform/base/undefined.h>
-
 #include <zubra/platform/matrix/desirability.h>
 #include <zubra/platform/matrix/f_matrix.h>
 #include <zubra/platform/matrix/f_vector.h>
@@ -44,7 +32,19 @@
 #include <zubra/platform/matrix/stream_window.h>
 #include <zubra/platform/matrix/tra_data.h>
 #include <zubra/platform/matrix/xf_matrix.h>
-
+#include <zubra/platform/util/atomic_file.h>
+#include <zubra/platform/util/configuration_section.h>
+#include <zubra/platform/util/exception.h>
+#include <zubra/platform/util/html_utilities.h>
+#include <zubra/platform/util/ini_file_section.h>
+#include <zubra/platform/util/json.h>
+#include <zubra/platform/util/kt_string.h>
+#include <zubra/platform/util/tinyxml2_section.h>
+#include <zubra/platform/util/unique_id.h>
+#include <zubra/platform/util/variable_name_validator.h>
 #include <zubra/region/transform.h>
-
 #include <zubra/responses/response_class.h>
+#include <zubra/variables/factor_class.h>
+#include <zubra/variables/factor_value.h>
+#include <zubra/variables/variable_utilities.h>
+#include <zubra/variables/variables.h>
