@@ -307,6 +307,8 @@ TEST(ResponseClass, LoadReadsOlderForms) {
       {"unique id stops at non-digit", {{"UniqueID", "123abc"}}, "", "", kU, 123, kU},
       {"unparsable unique id", {{"UniqueID", "x1"}}, "", "", kU, 0, kU},
       {"limits without condition", {{"MinLimit", "2.5"}}, "", "", kU, 0, 2.5},
+      {"garbled numbers keep their fields",
+       {{"ScaleModifier", "abc"}, {"Condition", "x"}, {"MinLimit", "1,5"}}, "", "", kU, 0, kU},
   };
   for (const Row& row : rows) {
     SCOPED_TRACE(row.name);

@@ -254,13 +254,8 @@ Transform::Transform(const std::string& name, const ConfigurationSection& sectio
     std::array<double, 3> constants = {0.0, 0.0, 1.0};
     const std::vector<std::string> pieces = KtStdString::Split(text, ',');
     for (std::size_t i = 0; i < pieces.size() && i < constants.size(); ++i) {
-      const std::optional<double> value = KtString::ToDouble(pieces[i]);
-      if (!value) {
-        throw Exception(
-            ExceptionMessage::translate("The transform constants '%1%' of '%2%' are not numbers.") %
-            text % name);
-      }
-      constants[i] = *value;
+      // A garbled piece keeps its default, as a missing one does.
+      if (const auto value = KtString::ToDouble(KtStdString::Trim(pieces[i]))) constants[i] = *value;
     }
     c1_ = constants[0];
     c2_ = constants[1];

@@ -29,8 +29,8 @@ class Transform {
   Transform(TraData::ETraType type, double c1, double c2, double c3)
       : type_(type), c1_(c1), c2_(c2), c3_(c3) {}
   // Reads the configuration form: the child named `name` of an INI section, the child
-  // "Tran" of any other section. A missing child gives the unset record. Throws Exception
-  // when "TransConst" holds something other than numbers.
+  // "Tran" of any other section. A missing child gives the unset record; a missing or
+  // garbled constant in "TransConst" takes its default (c1 = 0, c2 = 0, c3 = 1).
   Transform(const std::string& name, const ConfigurationSection& section);
 
   void SetTransform(TraData::ETraType type, double c1, double c2, double c3);

@@ -10,6 +10,7 @@
 #include "zubra/platform/util/html_utilities.h"
 #include "zubra/platform/util/kt_string.h"
 #include "zubra/platform/util/unique_id.h"
+#include "zubra/variables/variables.h"
 
 namespace zubra {
 namespace {
@@ -19,13 +20,6 @@ bool IsSet(double value) { return !IsUndefined(value); }
 std::string WithoutTrailingTilde(std::string_view text) {
   if (!text.empty() && text.back() == '~') text.remove_suffix(1);
   return std::string(text);
-}
-
-bool IsBlockGeneratorName(std::string_view text) {
-  for (const char* name : {"$B1", "$B2", "$B3", "$B1$B2", "$B1$B3", "$B2$B3", "$B1$B2$B3"}) {
-    if (text == name) return true;
-  }
-  return false;
 }
 
 // Writes a free-text value HTML-escaped. When escaping changes the text, the key holds the
@@ -48,7 +42,7 @@ bool ReadEscaped(const ConfigurationSection& section, const std::string& key, st
   std::string text;
   if (!section.ReadString(key, text)) return true;
   bool encoded = false;
-  section.ReadBool(key + "IsEncoded", encoded);
+  section.TryReadBool(key + "IsEncoded", encoded);
   if (encoded) {
     try {
       text = HtmlUtilities::Unescape(text);
@@ -103,12 +97,13 @@ json_value ResponseClass::Limits::ToJson(Condition condition) { return ToString(
 
 bool ResponseClass::Limits::Read(const ConfigurationSection& section) {
   int condition = kRequired;
-  if (!section.ReadInt("Condition", condition)) return false;
+  if (!section.HasKey("Condition")) return false;
+  section.TryReadInt("Condition", condition);
   condition_ = static_cast<Condition>(condition);
-  section.ReadDouble("Weight", weight_);
-  section.ReadDouble("MinLimit", min_);
-  section.ReadDouble("MaxLimit", max_);
-  section.ReadDouble("TargetLimit", target_);
+  section.TryReadDouble("Weight", weight_);
+  section.TryReadDouble("MinLimit", min_);
+  section.TryReadDouble("MaxLimit", max_);
+  section.TryReadDouble("TargetLimit", target_);
   return true;
 }
 
@@ -137,10 +132,10 @@ double ResponseClass::Power::GetSignificance(bool with_default) const {
 }
 
 bool ResponseClass::Power::Read(const ConfigurationSection& section) {
-  section.ReadDouble("TargetPower", target_power_);
-  section.ReadDouble("Significance", significance_);
-  section.ReadDouble("StandardDeviation", standard_deviation_);
-  section.ReadDouble("DetectedSignal", detected_signal_);
+  section.TryReadDouble("TargetPower", target_power_);
+  section.TryReadDouble("Significance", significance_);
+  section.TryReadDouble("StandardDeviation", standard_deviation_);
+  section.TryReadDouble("DetectedSignal", detected_signal_);
   return true;
 }
 
@@ -188,7 +183,7 @@ ResponseClass::ResponseClass(const std::string& name, const ConfigurationSection
     : ResponseClass() {
   name_ = name;
   if (const ConfigurationSection* list = section.OpenChild("Responses")) {
-    list->ReadInt(name, number_);
+    list->TryReadInt(name, number_);
   }
   if (const ConfigurationSection* own = OwnChild(name, section)) Load(*own);
 }
@@ -196,7 +191,7 @@ ResponseClass::ResponseClass(const std::string& name, const ConfigurationSection
 std::string ResponseClass::GetAbbr(int /*setting*/) const { return abbreviation_; }
 
 std::string ResponseClass::GetTransformedAbbr(int /*setting*/) const {
-  if (IsTransformed() && !IsBlockGeneratorName(abbreviation_)) return abbreviation_ + "~";
+  if (IsTransformed() && !Variables::IsBlockGen(abbreviation_, false)) return abbreviation_ + "~";
   return abbreviation_;
 }
 
@@ -215,7 +210,7 @@ void ResponseClass::SetAbbr(std::string_view abbreviation) {
 }
 
 std::string ResponseClass::GetTransformedName() const {
-  if (IsTransformed() && !IsBlockGeneratorName(abbreviation_)) return name_ + "~";
+  if (IsTransformed() && !Variables::IsBlockGen(abbreviation_, false)) return name_ + "~";
   return name_;
 }
 
@@ -393,8 +388,8 @@ bool ResponseClass::Load(const ConfigurationSection& section) {
   if (section.ReadString("Precision", text)) precision_ = CEPrec::GetEnum(text);
   if (section.ReadString("Scaling", text)) scaling_ = ScaTypes::GetScaType(text);
   if (section.ReadString("PLSScaling", text)) pls_scaling_ = ScaTypes::GetScaType(text);
-  if (!section.ReadDouble("ScaleModifier", scale_modifier_)) {
-    section.ReadDouble("AutoScaleModifier", scale_modifier_);
+  if (!section.TryReadDouble("ScaleModifier", scale_modifier_)) {
+    section.TryReadDouble("AutoScaleModifier", scale_modifier_);
   }
 
   if (IsA() == CEVar::kResponse) {
@@ -402,15 +397,15 @@ bool ResponseClass::Load(const ConfigurationSection& section) {
     if (!limits_.Read(section)) {
       // Older files keep the limits without a condition.
       double value = kUndefined;
-      if (section.ReadDouble("MinLimit", value)) limits_.SetMinLimit(value);
-      if (section.ReadDouble("MaxLimit", value)) limits_.SetMaxLimit(value);
-      if (section.ReadDouble("TargetLimit", value)) limits_.SetTargetLimit(value);
+      if (section.TryReadDouble("MinLimit", value)) limits_.SetMinLimit(value);
+      if (section.TryReadDouble("MaxLimit", value)) limits_.SetMaxLimit(value);
+      if (section.TryReadDouble("TargetLimit", value)) limits_.SetTargetLimit(value);
     }
     power_.Read(section);
-    section.ReadDouble("PredictedMinLimit", predicted_min_);
-    section.ReadDouble("PredictedMaxLimit", predicted_max_);
+    section.TryReadDouble("PredictedMinLimit", predicted_min_);
+    section.TryReadDouble("PredictedMaxLimit", predicted_max_);
     // For a response a present "AutoScaleModifier" wins over "ScaleModifier".
-    section.ReadDouble("AutoScaleModifier", scale_modifier_);
+    section.TryReadDouble("AutoScaleModifier", scale_modifier_);
   }
 
   transform_ = Transform(name_, section);

@@ -25,13 +25,6 @@ constexpr double kSigmasInPrecision = 1.96;
 
 bool IsSet(double value) { return !IsUndefined(value); }
 
-bool IsBlockGeneratorName(std::string_view text) {
-  for (const char* name : {"$B1", "$B2", "$B3", "$B1$B2", "$B1$B3", "$B2$B3", "$B1$B2$B3"}) {
-    if (text == name) return true;
-  }
-  return false;
-}
-
 std::string Message(const char* text) { return ExceptionMessage::translate(text).str(); }
 
 std::string NumberOrDashes(double value) { return IsSet(value) ? KtString::FormatG(value) : "--"; }
@@ -45,9 +38,8 @@ const ConfigurationSection* OwnChild(const std::string& name, const Configuratio
 FactorClass::FactorClass(const std::string& name, const ConfigurationSection& section) {
   SetName(name);
   if (const ConfigurationSection* list = section.OpenChild(NameOf())) {
-    if (const auto text = list->GetValue(name)) {
-      if (const auto number = KtString::ToInt(KtStdString::Trim(*text))) SetNumber(*number);
-    }
+    int number = GetNumber();
+    if (list->TryReadInt(name, number)) SetNumber(number);
   }
   if (const ConfigurationSection* own = OwnChild(name, section)) Load(*own);
 }
@@ -145,7 +137,7 @@ std::string FactorClass::GetAbbr(int setting) const {
 
 std::string FactorClass::GetTransformedAbbr(int setting) const {
   const std::string abbreviation = ResponseClass::GetAbbr(setting);
-  if (IsBlockGeneratorName(abbreviation)) return abbreviation;
+  if (Variables::IsBlockGen(abbreviation, false)) return abbreviation;
   return GetAbbr(setting) + (IsTransformed() ? "~" : "");
 }
 
@@ -206,11 +198,7 @@ bool FactorClass::Load(const ConfigurationSection& section) {
   const ConfigurationSection* child =
       section.IsIni() ? section.OpenChild(GetName()) : section.OpenChild("Factor");
   if (child != nullptr) {
-    if (const auto text = child->GetValue("DesignSetFactor")) {
-      const std::string flag = KtStdString::ToLower(KtStdString::Trim(*text));
-      if (flag == "true" || flag == "1") design_set_factor_ = true;
-      if (flag == "false" || flag == "0") design_set_factor_ = false;
-    }
+    child->TryReadBool("DesignSetFactor", design_set_factor_);
   }
   return true;
 }

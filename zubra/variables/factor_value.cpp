@@ -38,15 +38,6 @@ std::string EncodeSetting(std::string_view setting, bool& encoded) {
   return out;
 }
 
-// Reads a number from a configuration key without throwing: a garbled value is ignored.
-void ReadDoubleLeniently(const ConfigurationSection& section, const char* key, double& value) {
-  const std::optional<std::string> text = section.GetValue(key);
-  if (!text) return;
-  if (const std::optional<double> number = KtString::ToDouble(KtStdString::Trim(*text))) {
-    value = *number;
-  }
-}
-
 }  // namespace
 
 FactorValue::FactorValue() { RebuildCoding(); }
@@ -340,10 +331,10 @@ bool FactorValue::Read(const std::string& name, const ConfigurationSection& sect
   } else if (type != type_ || use != use_) {
     SetValue(type, use);
   }
-  ReadDoubleLeniently(*child, "FSensitivity", std_dev_precision_);
-  ReadDoubleLeniently(*child, "NormalOperatingRange", nor_);
-  ReadDoubleLeniently(*child, "AdjustFromLow", adjust_from_low_);
-  ReadDoubleLeniently(*child, "AdjustFromHigh", adjust_from_high_);
+  child->TryReadDouble("FSensitivity", std_dev_precision_);
+  child->TryReadDouble("NormalOperatingRange", nor_);
+  child->TryReadDouble("AdjustFromLow", adjust_from_low_);
+  child->TryReadDouble("AdjustFromHigh", adjust_from_high_);
   return true;
 }
 

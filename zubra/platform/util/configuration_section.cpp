@@ -76,13 +76,17 @@ std::string ToChars(T value) {
 }
 
 // Reads `key` through `parse`; shared by the typed reads.
+// A lenient read answers false for a garbled value instead of throwing.
 template <typename T, typename Parse>
 bool ReadTyped(const ConfigurationSection& section, std::string_view key, T& value, ValueKind kind,
-               Parse parse) {
+               Parse parse, bool lenient = false) {
   const std::optional<std::string> text = section.GetValue(key);
   if (!text) return false;
   T parsed{};
-  if (!parse(*text, parsed)) ThrowNotValid(*text, key, kind);
+  if (!parse(*text, parsed)) {
+    if (lenient) return false;
+    ThrowNotValid(*text, key, kind);
+  }
   value = parsed;
   return true;
 }
@@ -110,6 +114,18 @@ bool ConfigurationSection::ReadDouble(std::string_view key, double& value) const
 
 bool ConfigurationSection::ReadBool(std::string_view key, bool& value) const {
   return ReadTyped(*this, key, value, ValueKind::kBoolean, ParseBool);
+}
+
+bool ConfigurationSection::TryReadInt(std::string_view key, int& value) const {
+  return ReadTyped(*this, key, value, ValueKind::kWholeNumber, ParseWhole<int>, true);
+}
+
+bool ConfigurationSection::TryReadDouble(std::string_view key, double& value) const {
+  return ReadTyped(*this, key, value, ValueKind::kNumber, ParseWhole<double>, true);
+}
+
+bool ConfigurationSection::TryReadBool(std::string_view key, bool& value) const {
+  return ReadTyped(*this, key, value, ValueKind::kBoolean, ParseBool, true);
 }
 
 std::string ConfigurationSection::GetString(std::string_view key, std::string_view fallback) const {

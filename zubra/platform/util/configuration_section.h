@@ -60,6 +60,13 @@ class ConfigurationSection {
   bool ReadDouble(std::string_view key, double& value) const;
   bool ReadBool(std::string_view key, bool& value) const;
 
+  // Lenient reads for loaders that keep a field as it was when its stored text is garbled:
+  // false, with `value` unchanged, when the key is absent or its text does not convert.
+  // They never throw.
+  bool TryReadInt(std::string_view key, int& value) const;
+  bool TryReadDouble(std::string_view key, double& value) const;
+  bool TryReadBool(std::string_view key, bool& value) const;
+
   // Convenience forms that return `fallback` when the key is absent (and throw as Read*).
   [[nodiscard]] std::string GetString(std::string_view key, std::string_view fallback = {}) const;
   [[nodiscard]] int GetInt(std::string_view key, int fallback) const;
