@@ -179,8 +179,7 @@ TEST(FactorClass, PrecisionArithmetic) {
   EXPECT_EQ(f.GetFactorRangePrecision(), kU);
   FactorClass zero = Quantitative(0, 1);
   zero.SetFactorRangePrecision(0.0);
-  EXPECT_FALSE(FactorClass::DoesAnyHaveDistribution({&zero, nullptr}));
-  EXPECT_TRUE(FactorClass::DoesAnyHaveDistribution({&zero, &f}) == false);
+  EXPECT_FALSE(FactorClass::DoesAnyHaveDistribution({&zero, &f, nullptr}));
   f.SetFactorRangePrecision(2.0);
   EXPECT_TRUE(FactorClass::DoesAnyHaveDistribution({&zero, &f}));
 }
