@@ -169,7 +169,7 @@ class FactorClass : public ResponseClass {
   bool Load(const json_value& json);
 
  private:
-  bool HasSettingLabels(int setting) const;
+  [[nodiscard]] bool HasSettingLabels(int setting) const;
 
   FactorValue value_;
   bool design_set_factor_ = false;

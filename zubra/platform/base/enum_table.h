@@ -37,7 +37,7 @@ class EnumTable {
   constexpr explicit EnumTable(const std::array<Entry, N>& entries) : entries_(entries) {}
 
   // Returns the value listed for `code`, or `fallback` when the code has no row.
-  constexpr V ValueOf(E code, V fallback) const {
+  [[nodiscard]] constexpr V ValueOf(E code, V fallback) const {
     for (const Entry& entry : entries_) {
       if (entry.code == code) return entry.value;
     }
@@ -45,7 +45,7 @@ class EnumTable {
   }
 
   // Returns the code of the first row whose value matches `value`, or `fallback`.
-  constexpr E CodeOf(const V& value, E fallback) const {
+  [[nodiscard]] constexpr E CodeOf(const V& value, E fallback) const {
     for (const Entry& entry : entries_) {
       if (Matches(entry.value, value)) return entry.code;
     }
@@ -53,7 +53,7 @@ class EnumTable {
   }
 
   // True when `code` has a row.
-  constexpr bool Contains(E code) const {
+  [[nodiscard]] constexpr bool Contains(E code) const {
     for (const Entry& entry : entries_) {
       if (entry.code == code) return true;
     }
@@ -62,7 +62,7 @@ class EnumTable {
 
   // True when no two rows share a code and no two rows have matching values, so that every
   // code survives the trip to its value and back.
-  constexpr bool IsOneToOne() const {
+  [[nodiscard]] constexpr bool IsOneToOne() const {
     for (std::size_t i = 0; i < N; ++i) {
       for (std::size_t j = i + 1; j < N; ++j) {
         if (entries_[i].code == entries_[j].code) return false;
@@ -72,13 +72,13 @@ class EnumTable {
     return true;
   }
 
-  constexpr const std::array<Entry, N>& Entries() const { return entries_; }
+  [[nodiscard]] constexpr const std::array<Entry, N>& Entries() const { return entries_; }
 
   // Returns the text of `code` in lower camel case, the form JSON documents use: the leading
   // capital is lowered, or a leading acronym as a whole ("UnitVariance" -> "unitVariance",
   // "MLR" -> "mlr", "PLSScaling" -> "plsScaling", "R2Adj" -> "r2Adj"). An unlisted code
   // gives "".
-  std::string LowerCamelOf(E code) const requires std::same_as<V, std::string_view> {
+  [[nodiscard]] std::string LowerCamelOf(E code) const requires std::same_as<V, std::string_view> {
     std::string text(ValueOf(code, ""));
     std::size_t capitals = 0;
     while (capitals < text.size() && IsUpper(text[capitals])) ++capitals;
