@@ -42,6 +42,7 @@
 #include <zubra/platform/util/tinyxml2_section.h>
 #include <zubra/platform/util/unique_id.h>
 #include <zubra/platform/util/variable_name_validator.h>
+#include <zubra/region/constraints_info.h>
 #include <zubra/region/transform.h>
 #include <zubra/responses/response_class.h>
 #include <zubra/variables/factor_class.h>
