@@ -45,6 +45,8 @@
 #include <zubra/region/constraints_info.h>
 #include <zubra/region/transform.h>
 #include <zubra/responses/response_class.h>
+#include <zubra/responses/response_ex.h>
+#include <zubra/responses/response_manager.h>
 #include <zubra/variables/factor_class.h>
 #include <zubra/variables/factor_value.h>
 #include <zubra/variables/variable_utilities.h>

@@ -1,0 +1,512 @@
+#include "zubra/responses/response_ex.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <limits>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "zubra/platform/matrix/stream_window.h"
+#include "zubra/platform/util/ini_file_section.h"
+#include "zubra/platform/util/tinyxml2_section.h"
+
+namespace zubra {
+namespace {
+
+constexpr double kU = -99.0;
+using Limits = ResponseClass::Limits;
+using Type = ResponseEx::EResponseType;
+
+TEST(ResponseEx, TypeTextsRoundTripAndUnknownsReadAsNotDefined) {
+  const std::vector<std::pair<Type, const char*>> rows = {{ResponseEx::kNotDefined, "NotDefined"},
+                                                          {ResponseEx::kRegular, "Regular"},
+                                                          {ResponseEx::kLinked, "Linked"},
+                                                          {ResponseEx::kDerived, "Derived"},
+                                                          {ResponseEx::kAll, "All"}};
+  for (const auto& [code, text] : rows) {
+    SCOPED_TRACE(text);
+    EXPECT_EQ(ResponseEx::GetStringFromType(code), text);
+    EXPECT_EQ(ResponseEx::GetTypeFromString(ResponseEx::GetStringFromType(code)), code);
+  }
+  EXPECT_EQ(ResponseEx::GetStringFromType(static_cast<Type>(7)), "NotDefined");
+  EXPECT_EQ(ResponseEx::GetStringFromType(static_cast<Type>(-1)), "NotDefined");
+  for (const char* text : {"regular", "LINKED", "", "Derived ", "Measured"}) {
+    SCOPED_TRACE(text);
+    EXPECT_EQ(ResponseEx::GetTypeFromString(text), ResponseEx::kNotDefined);
+  }
+}
+
+struct LimitRow {
+  const char* name;
+  Limits::Condition condition;
+  Desirability::OptimizeType objective;
+  double min, max, target, predicted_min, predicted_max;
+  bool check_limits, desirability_ready;
+};
+
+ResponseEx WithLimits(const LimitRow& row) {
+  ResponseEx r;
+  r.SetCondition(row.condition);
+  r.SetCriterion(row.objective);
+  r.SetMinLimit(row.min);
+  r.SetMaxLimit(row.max);
+  r.SetTargetLimit(row.target);
+  r.SetPredictedMinLimit(row.predicted_min);
+  r.SetPredictedMaxLimit(row.predicted_max);
+  return r;
+}
+
+TEST(ResponseEx, CheckLimitsAndDesirabilityReadinessInEveryBranch) {
+  const auto R = Limits::kRequired;
+  const auto D = Limits::kDesired;
+  const auto O = Limits::kObserved;
+  const auto kMin = Desirability::kMinimize;
+  const auto kMax = Desirability::kMaximize;
+  const auto kTgt = Desirability::kTarget;
+  const std::vector<LimitRow> rows = {
+      {"desired needs no limits", D, kTgt, kU, kU, kU, kU, kU, true, false},
+      {"required target without limits", R, kTgt, kU, kU, kU, kU, kU, false, false},
+      {"required exclude without limits", R, Desirability::kExclude, kU, kU, kU, kU, kU, false,
+       false},
+      {"exclude with a minimum", R, Desirability::kExclude, 1, kU, kU, kU, kU, true, false},
+      {"minimize without maximum", R, kMin, 1, kU, kU, kU, kU, false, false},
+      {"minimize with maximum", R, kMin, kU, 5, kU, kU, kU, true, true},
+      {"maximize without minimum", R, kMax, kU, 5, kU, kU, kU, false, false},
+      {"maximize with minimum", R, kMax, 1, kU, kU, kU, kU, true, true},
+      {"target objective, no target", R, kTgt, 1, 5, kU, kU, kU, false, false},
+      {"target inside", R, kTgt, 1, 5, 3, kU, kU, true, true},
+      {"target on the maximum", R, kTgt, 1, 5, 5, kU, kU, true, false},
+      {"target on the minimum", R, kTgt, 1, 5, 1, kU, kU, true, false},
+      {"none objective", R, Desirability::kNone, kU, kU, kU, kU, kU, true, false},
+      {"predict objective", R, Desirability::kPredict, 1, 5, 3, kU, kU, true, false},
+      {"objective code beyond the list", R, static_cast<Desirability::OptimizeType>(6), 1, 5, 3, kU,
+       kU, true, false},
+      {"observed", O, kMin, 1, 5, 3, kU, kU, true, false},
+      {"desired uses the derived maximum", D, kMin, kU, kU, kU, 3, 7, true, true},
+      {"desired target from derived limits", D, kTgt, kU, kU, 5, 3, 7, true, true},
+  };
+  for (const LimitRow& row : rows) {
+    SCOPED_TRACE(row.name);
+    const ResponseEx r = WithLimits(row);
+    EXPECT_EQ(r.CheckLimits(), row.check_limits);
+    EXPECT_EQ(r.HasValidSettingsForDesirability(), row.desirability_ready);
+  }
+}
+
+TEST(ResponseEx, DesirabilityTypeResetsPresetsButKeepsCustomExponents) {
+  struct Row {
+    Desirability::DesirabilityType type;
+    double low, high;
+  };
+  const std::vector<Row> rows = {{Desirability::kConvex, 2, 2},
+                                 {Desirability::kConcave, 0.5, 0.5},
+                                 {Desirability::kLinear, 1, 1},
+                                 {Desirability::kCustom, 3, 4},
+                                 {Desirability::kStep, 3, 4}};
+  for (const Row& row : rows) {
+    SCOPED_TRACE(Desirability::ToDesirabilityString(row.type));
+    ResponseEx r;
+    r.SetDesirability({Desirability::kMaximize, Desirability::kCustom, 3, 4});
+    r.SetDesirabilityType(row.type);
+    EXPECT_EQ(r.GetDesirabilityType(), row.type);
+    EXPECT_EQ(r.GetDesirability().low_exponent, row.low);
+    EXPECT_EQ(r.GetDesirability().high_exponent, row.high);
+    EXPECT_EQ(r.GetCriterion(), Desirability::kMaximize);
+    r.SetCriterion(Desirability::kTarget);
+    EXPECT_EQ(r.GetDesirability().low_exponent, row.low);
+    EXPECT_EQ(r.GetDesirabilityType(), row.type);
+  }
+}
+
+TEST(ResponseEx, TransformsFollowTheTypeWithLinkedOnlyGoingForward) {
+  struct Row {
+    Type type;
+    TraData::ETraType reported;
+    double forward, back;  // of 100 and of 2 under log10(x)
+  };
+  const std::vector<Row> rows = {{ResponseEx::kRegular, TraData::kLog, 2, 100},
+                                 {ResponseEx::kLinked, TraData::kNone, 2, 2},
+                                 {ResponseEx::kDerived, TraData::kNone, 100, 2},
+                                 {ResponseEx::kNotDefined, TraData::kNone, 100, 2}};
+  for (const Row& row : rows) {
+    SCOPED_TRACE(ResponseEx::GetStringFromType(row.type));
+    ResponseEx r;
+    r.GetResponseClass()->SetTransform(Transform(TraData::kLog, 1, 0, kU));
+    r.SetType(row.type);
+    EXPECT_EQ(r.GetTransform(), row.reported);
+    EXPECT_EQ(r.IsTransformed(), row.type == ResponseEx::kRegular);
+    EXPECT_NEAR(r.GetTransform(100.0), row.forward, 1e-12);
+    EXPECT_NEAR(r.GetBackTransform(2.0), row.back, 1e-9);
+    double c1 = 0, c2 = 0, c3 = 0;
+    r.GetTransConst(c1, c2, c3);
+    EXPECT_EQ(c1, row.type == ResponseEx::kRegular ? 1.0 : kU);
+    EXPECT_EQ(c2, row.type == ResponseEx::kRegular ? 0.0 : kU);
+    EXPECT_EQ(r.SetTransform(TraData::kLinear, 2, 1, kU), row.type == ResponseEx::kRegular);
+    EXPECT_EQ(r.GetResponseClass()->GetTransform().GetTransform(),
+              row.type == ResponseEx::kRegular ? TraData::kLinear : TraData::kLog);
+  }
+}
+
+TEST(ResponseEx, ResponseRangeIsTwiceTheNoiseLevel) {
+  ResponseEx r;
+  EXPECT_EQ(r.GetResponseRange(), kU);
+  r.SetResponseRange(4.0);
+  EXPECT_EQ(r.GetResponseRange(), 4.0);
+  EXPECT_EQ(r.GetResponseClass()->GetPower().GetStandardDeviation(), 2.0);
+  r.SetResponseRange(kU);
+  EXPECT_EQ(r.GetResponseClass()->GetPower().GetStandardDeviation(), kU);
+}
+
+TEST(ResponseEx, LimitTestsOnBothScales) {
+  struct Row {
+    const char* name;
+    Limits::Condition condition;
+    Type type;
+    bool log;  // log10 transform; the limits are then on the log scale
+    double min, max, value;
+    bool transformed;
+    bool all, must;
+  };
+  const auto R = Limits::kRequired;
+  const auto Reg = ResponseEx::kRegular;
+  const std::vector<Row> rows = {
+      {"observed takes anything", Limits::kObserved, Reg, false, 1, 2, kU, true, true, true},
+      {"undefined value", R, Reg, false, kU, kU, kU, true, false, false},
+      {"on the minimum", R, Reg, false, 1, 2, 1, true, true, true},
+      {"on the maximum", R, Reg, false, 1, 2, 2, true, true, true},
+      {"just above", R, Reg, false, 1, 2, 2.0001, true, false, false},
+      {"just below", R, Reg, false, 1, 2, 0.9999, true, false, false},
+      {"open below", R, Reg, false, kU, 2, -1e6, true, true, true},
+      {"desired outside", Limits::kDesired, Reg, false, 1, 2, 3, true, false, true},
+      {"untransformed value carried over", R, Reg, true, 0, 1, 5, false, true, true},
+      {"untransformed value beyond", R, Reg, true, 0, 1, 50, false, false, false},
+      {"value already transformed", R, Reg, true, 0, 1, 5, true, false, false},
+      {"outside the transform's domain", R, Reg, true, kU, kU, -5, false, false, false},
+      {"linked compares as it is", R, ResponseEx::kLinked, true, 0, 1, 5, false, false, false},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.name);
+    ResponseEx r;
+    r.SetType(row.type);
+    if (row.log) r.GetResponseClass()->SetTransform(Transform(TraData::kLog, 1, 0, kU));
+    r.SetCondition(row.condition);
+    r.SetMinLimit(row.min);
+    r.SetMaxLimit(row.max);
+    EXPECT_EQ(r.WithinAllLimits(row.value, row.transformed), row.all);
+    EXPECT_EQ(r.WithinMustLimits(row.value, row.transformed), row.must);
+  }
+}
+
+TEST(ResponseEx, FormulaReferencesAreReadAsAtoiReadsThem) {
+  struct Row {
+    const char* formula;
+    std::vector<int> references;
+  };
+  const std::vector<Row> rows = {
+      {"v(1)+v(12)*v(3)", {1, 12, 3}},
+      {"v( 7)-v(+2)/v(-1)", {7, 2, -1}},
+      {"sqrt(v(10))+vv(2)", {10, 2}},
+      {"v(4x)", {4}},
+      {"v(x)+v()+V(3)+v 4+v", {}},
+      {"v(99999999999)", {}},
+      {"", {}},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.formula);
+    ResponseEx r;
+    r.SetFormula(row.formula);
+    EXPECT_EQ(r.GetVariablesInFormula(), row.references);
+    for (const int index : {1, 2, 3, 7, 10, 12}) {
+      const bool listed =
+          std::find(row.references.begin(), row.references.end(), index) != row.references.end();
+      EXPECT_FALSE(r.IsItIncludedInFormula(index));  // regular responses have no formula
+      r.SetType(ResponseEx::kDerived);
+      EXPECT_EQ(r.IsItIncludedInFormula(index), listed) << index;
+      r.SetType(ResponseEx::kRegular);
+    }
+  }
+}
+
+TEST(ResponseEx, RenumberingKeepsReferencesOnTheSameVariables) {
+  struct Row {
+    const char* formula;
+    int index;
+    bool added;
+    const char* expected;
+  };
+  const std::vector<Row> rows = {
+      {"v(1)+v(2)*v(3)", 2, true, "v(1)+v(3)*v(4)"},
+      {"v(1)+v(2)*v(3)", 2, false, "v(1)+v(0)*v(2)"},
+      {"v(1)+v(3)", 4, true, "v(1)+v(3)"},
+      {"v(10)+v(9)", 10, true, "v(11)+v(9)"},
+      {"log(v( 05))/v(1)+v(x)", 3, false, "log(v(4))/v(1)+v(x)"},
+      {"v(-1)+v(1)", 1, true, "v(-1)+v(2)"},
+      {"no references", 1, true, "no references"},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.formula);
+    ResponseEx r;
+    r.SetType(ResponseEx::kDerived);
+    r.SetFormula(row.formula);
+    r.UpdateDerivedAfterNewOrDelFactor(row.index, row.added);
+    EXPECT_EQ(r.GetFormula(), row.expected);
+  }
+  // An insertion undone by a deletion at the same place gives the formula back.
+  ResponseEx r;
+  r.SetFormula("v(1)*v(2)+v(5)");
+  r.UpdateDerivedAfterNewOrDelFactor(2, true);
+  r.UpdateDerivedAfterNewOrDelFactor(2, false);
+  EXPECT_EQ(r.GetFormula(), "v(1)*v(2)+v(5)");
+}
+
+TEST(ResponseEx, ReleasedDefinitionIsStillUsedThroughItsPointer) {
+  ResponseEx r;
+  ResponseClass* definition = r.GetResponseClass();
+  std::unique_ptr<ResponseClass> taken = r.GetAndReleaseResponseClass();
+  EXPECT_EQ(taken.get(), definition);
+  EXPECT_FALSE(r.OwnsResponseClass());
+  EXPECT_EQ(r.GetAndReleaseResponseClass().get(), nullptr);
+  r.SetMinLimit(3.0);
+  EXPECT_EQ(taken->GetLimits().GetMinLimit(), 3.0);
+
+  ResponseEx source;
+  source.GetResponseClass()->SetName("Source");
+  source.SetType(ResponseEx::kLinked);
+  r.CopyFrom(source);  // assigns into the released definition
+  EXPECT_EQ(taken->GetName(), "Source");
+  EXPECT_EQ(taken->GetUniqueID(), source.GetResponseClass()->GetUniqueID());
+  EXPECT_EQ(r.GetType(), ResponseEx::kLinked);
+
+  const ResponseEx copy(r);  // a copy owns a definition of its own
+  EXPECT_TRUE(copy.OwnsResponseClass());
+  EXPECT_NE(copy.GetResponseClass(), taken.get());
+  EXPECT_EQ(copy.GetResponseClass()->GetUniqueID(), taken->GetUniqueID());
+}
+
+TEST(ResponseEx, QualitativeSettingSlotsRefuseBadIndexAndNonFiniteValues) {
+  ResponseEx r;
+  EXPECT_TRUE(r.SetQualitativeSettingValues(48, {1.5F}));
+  EXPECT_FALSE(r.SetQualitativeSettingValues(49, {1.0F}));
+  EXPECT_FALSE(r.SetQualitativeSettingValues(0, {std::numeric_limits<float>::quiet_NaN()}));
+  EXPECT_EQ(r.GetQualitativeSettingValues(49), nullptr);
+  EXPECT_TRUE(r.GetQualitativeSettingValues(0)->empty());
+  EXPECT_EQ(*r.GetQualitativeSettingValues(48), std::vector<float>{1.5F});
+}
+
+ResponseEx FullRegular() {
+  ResponseEx r;
+  ResponseClass& d = *r.GetResponseClass();
+  d.SetName("Yield & more");
+  d.SetAbbr("Y");
+  d.SetUnits("g/l");
+  d.SetScaling(ScaTypes::kPareto);
+  d.SetScaleModifier(0.25);
+  r.SetTransform(TraData::kPower, 2, 1, 0.5);
+  r.SetCondition(Limits::kDesired);
+  r.SetCriterion(Desirability::kTarget);
+  r.SetDesirabilityType(Desirability::kConvex);
+  r.SetMinLimit(1.5);
+  r.SetTargetLimit(3.1);
+  r.SetPredictedMaxLimit(9.5);  // the maximum stays derived
+  r.SetWeight(0.7);
+  r.SetResponseRange(0.6);
+  return r;
+}
+
+ResponseEx FullDerived() {
+  ResponseEx r;
+  r.GetResponseClass()->SetName("Ratio");
+  r.GetResponseClass()->SetAbbr("R");
+  r.SetType(ResponseEx::kDerived);
+  r.SetFormula("v(1)/v(2)");
+  r.SetQualitativeSettingValues(0, {1.0F, 0.1F});
+  r.SetQualitativeSettingValues(48, {-2.5F, 3e-7F});
+  return r;
+}
+
+std::string Saved(const ResponseEx& r) {
+  TinyXML2Section section;
+  r.Save(section);
+  return section.ToString();
+}
+
+TEST(ResponseEx, JsonRoundTripOfRegularAndDerivedResponses) {
+  for (const ResponseEx& original : {FullRegular(), FullDerived()}) {
+    SCOPED_TRACE(original.GetResponseClass()->GetName());
+    const json_value json = original.ToJson();
+    ResponseEx read;
+    ASSERT_TRUE(read.Load(json));
+    EXPECT_EQ(read.ToJson(), json);
+    EXPECT_EQ(read.GetType(), original.GetType());
+    EXPECT_EQ(read.GetResponseClass()->GetLimits().GetMaxLimit(), kU);  // stored, not derived
+    EXPECT_EQ(read.GetDesirability(), original.GetDesirability());
+  }
+  const json_value derived = FullDerived().ToJson();
+  std::vector<std::string> keys;
+  for (const auto& [key, value] : derived.items()) keys.push_back(key);
+  EXPECT_EQ(keys, (std::vector<std::string>{"name", "abbreviation", "unit", "type", "formula"}));
+  const json_value regular = FullRegular().ToJson();
+  EXPECT_EQ(regular["optimizationSettings"]["condition"], "Desired");
+  EXPECT_EQ(regular["optimizationSettings"]["objective"]["max"], kU);
+  EXPECT_EQ(regular["power"]["estimatedNoiseLevel"], 0.3);
+  EXPECT_EQ(regular["scaling"]["type"], "pareto");
+}
+
+TEST(ResponseEx, JsonLoadSkipsMalformedMembersAndRefusesANamelessDocument) {
+  struct Row {
+    const char* name;
+    const char* json;
+    bool accepted;
+    const char* abbreviation;
+    Type type;
+    double weight;
+  };
+  const auto L = ResponseEx::kLinked;
+  const std::vector<Row> rows = {
+      {"no name", R"({"abbreviation": "Z"})", false, "Y", L, 0.5},
+      {"name not text", R"({"name": 3})", false, "Y", L, 0.5},
+      {"not an object", R"(["name"])", false, "Y", L, 0.5},
+      {"refused transform", R"({"name": "N", "abbreviation": "Z~", "transform": {"type": "log"}})",
+       true, "Z", L, 0.5},
+      {"wrong kinds", R"({"name": "N", "abbreviation": 4, "type": "linked", "transform": "log",
+          "optimizationSettings": {"weight": "heavy", "objective": 2}})",
+       true, "Y", L, 0.5},
+      {"regular keeps linked", R"({"name": "N", "type": "regular",
+          "optimizationSettings": {"weight": 2}})",
+       true, "Y", L, 2},
+      {"derived", R"({"name": "N", "type": "derived"})", true, "Y", ResponseEx::kDerived, 0.5},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.name);
+    ResponseEx r;
+    r.GetResponseClass()->SetName("Old");
+    r.GetResponseClass()->SetAbbr("Y");
+    r.GetResponseClass()->SetTransform(Transform(TraData::kLog, 1, 0, kU));
+    r.SetType(ResponseEx::kLinked);
+    r.SetWeight(0.5);
+    const std::string before = Saved(r);
+    EXPECT_EQ(r.Load(ParseJson(row.json)), row.accepted);
+    if (!row.accepted) {
+      EXPECT_EQ(Saved(r), before);
+    }
+    EXPECT_EQ(r.GetResponseClass()->GetName(), row.accepted ? "N" : "Old");
+    EXPECT_EQ(r.GetResponseClass()->GetAbbr(), row.abbreviation);
+    EXPECT_EQ(r.GetType(), row.type);
+    EXPECT_EQ(r.GetResponseClass()->GetTransform().GetTransform(), TraData::kLog);
+    EXPECT_EQ(r.GetWeight(), row.weight);
+  }
+}
+
+TEST(ResponseEx, ConfigurationRoundTripInBothSectionKinds) {
+  for (const ResponseEx& original : {FullRegular(), FullDerived()}) {
+    SCOPED_TRACE(original.GetResponseClass()->GetName());
+    TinyXML2Section xml;
+    original.Save(xml);
+    const std::string& name = original.GetResponseClass()->GetName();
+    IniFileSection ini;
+    original.Save(ini.CreateChild(name));
+    const auto ini_text = IniFileSection::LoadString(ini.ToString());
+    const ConfigurationSection* ini_child = std::as_const(*ini_text).OpenChild(name);
+    for (const ConfigurationSection* section :
+         {static_cast<const ConfigurationSection*>(&xml), ini_child}) {
+      ResponseEx read;
+      ASSERT_TRUE(read.Load(*section));
+      EXPECT_EQ(Saved(read), Saved(original));
+    }
+  }
+  TinyXML2Section section;
+  FullDerived().Save(section);
+  EXPECT_EQ(section.GetString("Type"), "Derived");
+  EXPECT_EQ(section.GetString("QualitativeSettings"), "0:1,0.1;48:-2.5,3e-07");
+}
+
+TEST(ResponseEx, ConfigurationLoadKeepsValuesWhoseTextIsGarbled) {
+  struct Row {
+    const char* name;
+    const char* type;
+    const char* settings;
+    Type expected_type;
+    std::vector<float> slot0;
+  };
+  const std::vector<Row> rows = {
+      {"unknown type", "Measured", "0:7", ResponseEx::kNotDefined, {7}},
+      {"settings cleared", "Linked", "", ResponseEx::kLinked, {}},
+      {"value not a number", "Derived", "0:7;1:x", ResponseEx::kDerived, {1, 2}},
+      {"slot out of range", "Derived", "49:1", ResponseEx::kDerived, {1, 2}},
+      {"slot twice", "Derived", "0:1;0:2", ResponseEx::kDerived, {1, 2}},
+      {"missing colon", "Derived", "0", ResponseEx::kDerived, {1, 2}},
+      {"empty value", "Derived", "0:1,", ResponseEx::kDerived, {1, 2}},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.name);
+    TinyXML2Section section;
+    section.WriteString("Type", row.type);
+    section.WriteString("QualitativeSettings", row.settings);
+    ResponseEx r;
+    r.SetQualitativeSettingValues(0, {1, 2});
+    EXPECT_TRUE(r.Load(section));
+    EXPECT_EQ(r.GetType(), row.expected_type);
+    EXPECT_EQ(*r.GetQualitativeSettingValues(0), row.slot0);
+  }
+}
+
+TEST(ResponseEx, ConfigurationLoadThatThrowsChangesNothing) {
+  TinyXML2Section section;
+  section.WriteString("Name", "New");
+  section.WriteString("Type", "Derived");
+  section.WriteString("DesirabilityLowExponent", "-1");
+  ResponseEx r = FullRegular();
+  const std::string before = Saved(r);
+  EXPECT_THROW(r.Load(section), Exception);
+  EXPECT_EQ(Saved(r), before);
+}
+
+TEST(ResponseEx, TextDump) {
+  struct Row {
+    const char* name;
+    Type type;
+    std::string formula_lines;
+  };
+  const std::vector<Row> rows = {
+      {"derived", ResponseEx::kDerived,
+       "Formula         : v(1)/v(2)\n"
+       "Numerical Settings for Qualitative Settings:\n"
+       "Qualitative Factor #1: 1, 2.5\n"
+       "Qualitative Factor #3: -1\n"},
+      {"regular", ResponseEx::kRegular, ""},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.name);
+    ResponseEx r;
+    r.GetResponseClass()->SetName("Ratio");
+    r.GetResponseClass()->SetAbbr("R");
+    r.GetResponseClass()->SetPrecision(CEPrec::kDecimals2);
+    r.SetType(row.type);
+    r.SetFormula("v(1)/v(2)");
+    r.SetQualitativeSettingValues(0, {1.0F, 2.5F});
+    r.SetQualitativeSettingValues(2, {-1.0F});
+    r.SetMinLimit(1);
+    r.SetResponseRange(1.0);
+    StreamWindow out;
+    r.Show(out);
+    EXPECT_EQ(out.str(),
+              "Name            : Ratio\n"
+              "Abbreviation    : R\n"
+              "Unit            : --\n" +
+                  row.formula_lines +
+                  "Condition       : Required\n"
+                  "Objective       : none\n"
+                  "Min value       : 1.00\n"
+                  "Target value    : --\n"
+                  "Max value       : --\n"
+                  "Estimated noise level : 0.5\n"
+                  "Signal to detect : --\n"
+                  "Significance test level : 0.95\n"
+                  "Desired power   : 80\n");
+  }
+}
+
+}  // namespace
+}  // namespace zubra
