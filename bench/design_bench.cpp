@@ -1,0 +1,99 @@
+// Generation of classical designs at the sizes the catalogue offers, their statistics, and
+// the catalogue questions asked on every edit of an investigation.
+#include <benchmark/benchmark.h>
+
+#include <string>
+
+#include "zubra/platform/design/all_designs.h"
+#include "zubra/platform/design/design_statistics.h"
+#include "zubra/platform/design/generators.h"
+
+namespace zubra {
+namespace {
+
+Factors Quantitative(int k) {
+  Factors factors;
+  for (int i = 1; i <= k; ++i) {
+    factors.Add(Factors::Factor::Quantitative("X" + std::to_string(i), 0.0, 1.0), nullptr);
+  }
+  return factors;
+}
+
+DesignOptions Options(const DesignBuilder& builder, const Factors& factors,
+                      EObjective::Type objective, EModel::Type model) {
+  DesignOptions base;
+  base.SetObjective(objective);
+  base.SetProcessModel(model);
+  return builder.MakeOptions(factors, base);
+}
+
+// Generates the design of `type`/`name` for state.range(0) factors.
+void Generate(benchmark::State& state, EDesign::Type type, const char* name,
+              EObjective::Type objective, EModel::Type model) {
+  const Factors factors = Quantitative(static_cast<int>(state.range(0)));
+  const DesignBuilder& builder = *AllDesigns::GetDesignBuilder(type, name);
+  const DesignOptions options = Options(builder, factors, objective, model);
+  int runs = 0;
+  for (auto _ : state) {
+    const auto design = builder.Generate(factors, options);
+    runs = design->GetRuns();
+    benchmark::DoNotOptimize(design->GetCoded().GetData());
+  }
+  state.counters["runs"] = runs;
+}
+
+void BM_FractionalFactorialResIV(benchmark::State& state) {
+  Generate(state, EDesign::kFracFactResIV, "", EObjective::kScreening, EModel::kLinear);
+}
+BENCHMARK(BM_FractionalFactorialResIV)->Arg(8)->Arg(15);
+
+void BM_FullFactorial(benchmark::State& state) {
+  Generate(state, EDesign::kFullFactorial, "", EObjective::kScreening, EModel::kInteraction);
+}
+BENCHMARK(BM_FullFactorial)->Arg(7)->Arg(12);
+
+void BM_CentralComposite(benchmark::State& state) {
+  Generate(state, EDesign::kCentralComposite, "CCC", EObjective::kRSM, EModel::kQuadratic);
+}
+BENCHMARK(BM_CentralComposite)->Arg(5)->Arg(11);
+
+void BM_BoxBehnken(benchmark::State& state) {
+  Generate(state, EDesign::kBoxBehnken, "", EObjective::kRSM, EModel::kQuadratic);
+}
+BENCHMARK(BM_BoxBehnken)->Arg(6)->Arg(12);
+
+// Statistics of the Box-Behnken design for the quadratic model (k = 12: 193 runs, 91
+// model columns).
+void BM_StatisticsQuadratic(benchmark::State& state) {
+  const Factors factors = Quantitative(static_cast<int>(state.range(0)));
+  const DesignBuilder& builder = *AllDesigns::GetDesignBuilder(EDesign::kBoxBehnken, "");
+  const auto design =
+      builder.Generate(factors, Options(builder, factors, EObjective::kRSM, EModel::kQuadratic));
+  const DesignModel model = DesignModel::Make(factors, EModel::kQuadratic, EModel::kNone);
+  for (auto _ : state) {
+    const auto stats = DesignStatistics::Compute(design->GetCoded(), factors, model);
+    benchmark::DoNotOptimize(stats.GetDEfficiency());
+  }
+}
+BENCHMARK(BM_StatisticsQuadratic)->Arg(6)->Arg(12);
+
+// The availability question of the design objective: objective RSM, quadratic model.
+void BM_IsAnyDesignValid(benchmark::State& state) {
+  const Factors factors = Quantitative(static_cast<int>(state.range(0)));
+  for (auto _ : state) {
+    benchmark::DoNotOptimize(
+        AllDesigns::IsAnyDesignValid(EObjective::kRSM, EModel::kQuadratic, 10000, factors, false));
+  }
+}
+BENCHMARK(BM_IsAnyDesignValid)->Arg(4)->Arg(20);
+
+// One generator-table query, as asked for every block count offered to the user.
+void BM_GeneratorTableQuery(benchmark::State& state) {
+  for (auto _ : state) {
+    benchmark::DoNotOptimize(Generators::GetGen5(-2, 8, 64, 2));
+  }
+}
+BENCHMARK(BM_GeneratorTableQuery);
+
+}  // namespace
+}  // namespace zubra

@@ -1,0 +1,212 @@
+#include "zubra/platform/design/design_options.h"
+
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "zubra/platform/design/all_designs.h"
+#include "zubra/platform/design/d_optimal_options.h"
+#include "zubra/platform/design/onion_options.h"
+#include "zubra/platform/design/process_mixture_options.h"
+#include "zubra/platform/design/split_plot_options.h"
+#include "zubra/platform/util/exception.h"
+#include "zubra/platform/util/ini_file_section.h"
+#include "zubra/platform/util/tinyxml2_section.h"
+
+namespace zubra {
+namespace {
+
+// Options with every field away from its default.
+DesignOptions Changed() {
+  DesignOptions options;
+  options.SetRuns(26);
+  options.SetCenterPoints(6);
+  options.SetBlocks(3);
+  options.SetReplicates(2);
+  options.SetReplicatedRuns(4);
+  options.SetStarDistance(1.68179F);
+  options.SetMaxRuns(200);
+  options.SetObjective(EObjective::kRSM);
+  options.SetProcessModel(EModel::kQuadratic);
+  options.SetMixtureModel(EModel::kSpecialCubic);
+  options.SetGenerators(Generators(4, {0b1111}, {0b0111}));
+  return options;
+}
+
+TEST(DesignOptions, SaveThenLoadRestoresEveryFieldInBothSectionKinds) {
+  std::vector<std::function<std::unique_ptr<DesignSpecificOptions>()>> kinds = {
+      [] { return nullptr; },
+      [] {
+        auto pm = std::make_unique<ProcessMixtureOptions>();
+        pm->SetPMInteraction(true);
+        return pm;
+      },
+      [] {
+        auto onion = std::make_unique<OnionOptions>();
+        onion->SetNLayers(5);
+        onion->SetLayerSetting(false);
+        onion->SetTotalLayerRuns(40);
+        return onion;
+      },
+      [] {
+        auto optimal = std::make_unique<DOptimalOptions>();
+        optimal->SetCandidateLevels(5);
+        optimal->SetModel(DesignModel({{}, {0}, {1}, {0, 1}, {1, 1}}));
+        return optimal;
+      },
+      [] {
+        auto plate = std::make_unique<SplitPlotOptions>();
+        plate->Horizontal() = {{0, 2}, EModel::kInteraction, 8};
+        plate->Vertical() = {{1}, EModel::kQuadratic, 12};
+        plate->SetPlates(4);
+        plate->SetPlateSize(384);
+        plate->SetUsePlateFactors(true);
+        plate->SetAddBlockFactor(true);
+        plate->SetAddPlateInteractions(true);
+        return plate;
+      },
+  };
+  for (bool ini : {false, true}) {
+    for (std::size_t i = 0; i < kinds.size(); ++i) {
+      SCOPED_TRACE(std::string(ini ? "ini " : "xml ") + std::to_string(i));
+      DesignOptions saved = Changed();
+      saved.SetDesignSpecificOptions(kinds[i]());
+      std::unique_ptr<ConfigurationSection> root;
+      if (ini) {
+        root = std::make_unique<IniFileSection>();
+      } else {
+        root = std::make_unique<TinyXML2Section>();
+      }
+      ConfigurationSection& section = root->CreateChild("DesignSpec");
+      saved.Save(section);
+      DesignOptions loaded;
+      loaded.Load(section);
+      EXPECT_TRUE(loaded == saved);
+      EXPECT_FALSE(loaded == DesignOptions());
+    }
+  }
+}
+
+TEST(DesignOptions, SavingWithoutGeneratorsRemovesTheStoredOnes) {
+  TinyXML2Section section;
+  Changed().Save(section);
+  DesignOptions plain;
+  plain.Save(section);
+  DesignOptions loaded = Changed();
+  loaded.Load(section);
+  EXPECT_TRUE(loaded.GetGenerators().IsEmpty());
+  EXPECT_EQ(loaded.GetDesignSpecificOptions(), nullptr);
+  EXPECT_EQ(loaded.GetRuns(), 0);
+}
+
+TEST(DesignOptions, AbsentKeysLeaveFieldsUnchanged) {
+  TinyXML2Section empty;
+  DesignOptions loaded = Changed();
+  loaded.Load(empty);
+  EXPECT_TRUE(loaded == Changed());
+}
+
+TEST(DesignOptions, LoadRefusesBadValuesAndKeepsTheObject) {
+  struct Row {
+    std::string name;
+    std::string key;
+    std::string value;
+    std::string message;
+  };
+  const std::vector<Row> rows = {
+      {"negative runs", "Runs", "-4", "The value '-4' of the key 'Runs' is not a valid count."},
+      {"zero blocks", "Blocks", "0", "The value '0' of the key 'Blocks' is not a valid count."},
+      {"star distance above 5", "StarDistance", "5.5",
+       "The value '5.5' of the key 'StarDistance' is not a valid star distance."},
+      {"star distance text", "StarDistance", "wide",
+       "The value 'wide' of the key 'StarDistance' is not a valid star distance."},
+      {"unknown objective", "Objective", "Dream",
+       "The value 'Dream' of the key 'Objective' is not a valid name."},
+      {"unknown model", "ProcessModel", "Quartic",
+       "The value 'Quartic' of the key 'ProcessModel' is not a valid name."},
+      {"runs not a number", "Runs", "many",
+       "The value 'many' of the key 'Runs' is not a valid whole number."},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.name);
+    TinyXML2Section section;
+    Changed().Save(section);
+    section.SetValue(row.key, row.value);
+    DesignOptions loaded = Changed();
+    loaded.SetRuns(8);
+    try {
+      loaded.Load(section);
+      ADD_FAILURE() << "accepted";
+    } catch (const Exception& e) {
+      EXPECT_EQ(e.Message(), row.message);
+    }
+    EXPECT_EQ(loaded.GetRuns(), 8) << "the object changed";
+  }
+  TinyXML2Section section;
+  section.CreateChild("DesignSpecificOptions").SetValue("Kind", "Pizza");
+  DesignOptions loaded;
+  EXPECT_THROW(loaded.Load(section), Exception);
+  section.OpenChild("DesignSpecificOptions")->SetValue("Kind", "onion");
+  section.OpenChild("DesignSpecificOptions")->SetValue("Layers", "11");
+  try {
+    loaded.Load(section);
+    ADD_FAILURE() << "accepted";
+  } catch (const Exception& e) {
+    EXPECT_EQ(e.Message(), "The number of layers 11 is not valid.");
+  }
+  EXPECT_EQ(loaded.GetDesignSpecificOptions(), nullptr);
+}
+
+TEST(DesignOptions, SettersRefuseValuesOutOfRange) {
+  DesignOptions options;
+  EXPECT_FALSE(options.SetRuns(-1));
+  EXPECT_FALSE(options.SetCenterPoints(-1));
+  EXPECT_FALSE(options.SetBlocks(0));
+  EXPECT_FALSE(options.SetReplicates(-1));
+  EXPECT_FALSE(options.SetMaxRuns(0));
+  EXPECT_FALSE(options.SetStarDistance(0.0F));
+  EXPECT_TRUE(options.SetStarDistance(5.0F));
+  EXPECT_FALSE(options.SetStarDistance(5.01F));
+  EXPECT_TRUE(options.SetStarDistance(-99.0F));
+  EXPECT_FALSE(options.HasStarDistance());
+  EXPECT_FALSE(options.SetObjective(static_cast<EObjective::Type>(6)));
+  EXPECT_TRUE(options == DesignOptions());
+}
+
+TEST(DesignOptions, CopiesOwnTheirDesignSpecificOptions) {
+  DesignOptions original;
+  auto onion = std::make_unique<OnionOptions>();
+  onion->SetNLayers(4);
+  original.SetDesignSpecificOptions(std::move(onion));
+  DesignOptions copy(original);
+  auto* copied = dynamic_cast<OnionOptions*>(copy.GetDesignSpecificOptions());
+  ASSERT_NE(copied, nullptr);
+  ASSERT_NE(copied, original.GetDesignSpecificOptions());
+  copied->SetNLayers(7);
+  EXPECT_EQ(dynamic_cast<const OnionOptions*>(original.GetDesignSpecificOptions())->GetNLayers(),
+            4);
+  copy = original;
+  EXPECT_TRUE(copy == original);
+}
+
+TEST(DesignOptions, AssureMaxRunsClampsToTheLargestOfferedSize) {
+  Factors factors;
+  for (const char* name : {"A", "B", "C", "D", "E"}) {
+    ASSERT_TRUE(factors.Add(Factors::Factor::Quantitative(name, 0, 1), nullptr));
+  }
+  const DesignBuilder* builder = AllDesigns::GetDesignBuilder(EDesign::kFracFactResIII, "");
+  ASSERT_NE(builder, nullptr);
+  DesignOptions options;
+  options.SetRuns(1000);
+  options.AssureMaxRuns(*builder, factors);
+  EXPECT_EQ(options.GetRuns(), 32);  // the full factorial of 5 factors
+  options.SetRuns(16);
+  options.AssureMaxRuns(*builder, factors);
+  EXPECT_EQ(options.GetRuns(), 16);
+}
+
+}  // namespace
+}  // namespace zubra

@@ -1,0 +1,86 @@
+#include "zubra/platform/design/d_optimal_options.h"
+
+#include <utility>
+#include <vector>
+
+#include "zubra/platform/util/configuration_section.h"
+#include "zubra/platform/util/exception.h"
+
+namespace zubra {
+
+DOptimalOptions::DOptimalOptions(const DOptimalOptions& other)
+    : DesignSpecificOptions(other),
+      model_(other.model_),
+      constraints_(other.constraints_ ? std::make_unique<NCDOE::Constraints>(*other.constraints_)
+                                      : nullptr),
+      candidate_levels_(other.candidate_levels_) {}
+
+DOptimalOptions& DOptimalOptions::operator=(const DOptimalOptions& other) {
+  if (this != &other) {
+    DOptimalOptions copy(other);
+    model_ = std::move(copy.model_);
+    constraints_ = std::move(copy.constraints_);
+    candidate_levels_ = copy.candidate_levels_;
+  }
+  return *this;
+}
+
+bool DOptimalOptions::SetCandidateLevels(int n) {
+  if (n < 2 || n > kMaxCandidateLevels) return false;
+  candidate_levels_ = n;
+  return true;
+}
+
+std::unique_ptr<DesignSpecificOptions> DOptimalOptions::Clone() const {
+  return std::make_unique<DOptimalOptions>(*this);
+}
+
+void DOptimalOptions::Save(ConfigurationSection& section) const {
+  section.WriteInt("CandidateLevels", candidate_levels_);
+  section.RemoveChild("Model");
+  ConfigurationSection& model = section.CreateChild("Model");
+  int index = 0;
+  for (const DesignModel::Term& term : model_.GetTerms()) {
+    model.CreateChild("Term", ++index).WriteString("Factors", JoinInts(term));
+  }
+}
+
+void DOptimalOptions::Load(const ConfigurationSection& section) {
+  int levels = candidate_levels_;
+  if (section.ReadInt("CandidateLevels", levels) && (levels < 2 || levels > kMaxCandidateLevels)) {
+    throw Exception(ExceptionMessage::translate("The number of candidate levels {} is not "
+                                                "valid.") %
+                    levels);
+  }
+  DesignModel model = model_;
+  if (const ConfigurationSection* stored = section.OpenChild("Model")) {
+    std::vector<DesignModel::Term> terms;
+    for (int i = 1; i <= stored->CountChildren("Term"); ++i) {
+      const ConfigurationSection* term = stored->OpenChild("Term", i);
+      if (term == nullptr) continue;
+      const std::vector<int> factors = ParseInts(term->GetString("Factors"), "Factors");
+      for (int index : factors) {
+        if (index < 0) {
+          throw Exception(ExceptionMessage::translate("The model term '{}' names no factor.") %
+                          term->GetString("Factors"));
+        }
+      }
+      terms.push_back(factors);
+    }
+    model = DesignModel(std::move(terms));
+  }
+  candidate_levels_ = levels;
+  model_ = std::move(model);
+}
+
+bool DOptimalOptions::Equals(const DesignSpecificOptions& other) const {
+  const auto* same = dynamic_cast<const DOptimalOptions*>(&other);
+  if (same == nullptr || same->candidate_levels_ != candidate_levels_ ||
+      !(same->model_ == model_)) {
+    return false;
+  }
+  if ((same->constraints_ == nullptr) != (constraints_ == nullptr)) return false;
+  return constraints_ == nullptr || *same->constraints_ == *constraints_;
+}
+
+}  // namespace zubra

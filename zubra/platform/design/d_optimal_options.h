@@ -1,0 +1,49 @@
+// DOptimalOptions: the settings of the optimal (D- and I-optimal) designs.
+#pragma once
+
+#include <memory>
+
+#include "zubra/platform/design/design_model.h"
+#include "zubra/platform/design/design_specific_options.h"
+#include "zubra/platform/design/ncdoe_constraints.h"
+
+namespace zubra {
+
+// The model the optimal design is built for (default: none, the builder takes the standard
+// model of the options), the linear constraints of the region (default none; set for each
+// generation and never stored) and the candidate settings: the number of equally spaced
+// levels per continuous factor in the candidate set (2..kMaxCandidateLevels, default 3, key
+// "CandidateLevels"). The model is stored as a child "Model" with indexed children "Term"
+// holding "Factors" (0-based design indexes, "0,0" for a square; "" for the constant).
+class DOptimalOptions final : public DesignSpecificOptions {
+ public:
+  static constexpr int kMaxCandidateLevels = 9;
+
+  DOptimalOptions() = default;
+  DOptimalOptions(const DOptimalOptions& other);
+  DOptimalOptions& operator=(const DOptimalOptions& other);
+
+  [[nodiscard]] const DesignModel& GetModel() const { return model_; }
+  void SetModel(DesignModel model) { model_ = std::move(model); }
+  // The constraints, or nullptr when there are none.
+  [[nodiscard]] const NCDOE::Constraints* GetConstraints() const { return constraints_.get(); }
+  void SetConstraints(std::unique_ptr<NCDOE::Constraints> constraints) {
+    constraints_ = std::move(constraints);
+  }
+  [[nodiscard]] int GetCandidateLevels() const { return candidate_levels_; }
+  // Stores n when 2 <= n <= kMaxCandidateLevels and returns true; otherwise false.
+  bool SetCandidateLevels(int n);
+
+  [[nodiscard]] Kind GetKind() const override { return Kind::kDOptimal; }
+  [[nodiscard]] std::unique_ptr<DesignSpecificOptions> Clone() const override;
+  void Save(ConfigurationSection& section) const override;
+  void Load(const ConfigurationSection& section) override;
+  [[nodiscard]] bool Equals(const DesignSpecificOptions& other) const override;
+
+ private:
+  DesignModel model_;
+  std::unique_ptr<NCDOE::Constraints> constraints_;
+  int candidate_levels_ = 3;
+};
+
+}  // namespace zubra

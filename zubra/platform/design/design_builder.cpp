@@ -1,0 +1,330 @@
+#include "zubra/platform/design/design_builder.h"
+
+#include <algorithm>
+#include <cassert>
+#include <cmath>
+#include <cstddef>
+#include <utility>
+
+#include "zubra/platform/base/undefined.h"
+#include "zubra/platform/util/exception.h"
+
+namespace zubra {
+namespace {
+
+// The uncoded value of a varied process factor at coded value `coded`.
+float ProcessValue(const Factors::Factor& factor, float coded) {
+  const double mid = (factor.low + factor.high) / 2.0;
+  const double half = (factor.high - factor.low) / 2.0;
+  double value = mid + static_cast<double>(coded) * half;
+  // A factor with levels takes the level the coded value stands for, free of rounding.
+  for (double level : factor.levels) {
+    if (std::fabs(level - value) <= 1e-5 * half) value = level;
+  }
+  return static_cast<float>(value);
+}
+
+// One run of the finished design: a row of the design proper (or -1 for a centre point),
+// its kind and block.
+struct Placed {
+  int source;
+  NCDesign::RunKind kind;
+  int block;
+};
+
+}  // namespace
+
+bool DesignBuilder::IsValid(const Factors& factors, const DesignOptions& options,
+                            std::string* message) const {
+  int runs = 0;
+  return CheckAll(factors, options, &runs, message);
+}
+
+bool DesignBuilder::CheckAll(const Factors& factors, const DesignOptions& options, int* runs,
+                             std::string* message) const {
+  if (!SupportsObjective(options.GetObjective())) {
+    return Refuse(message, ExceptionMessage::translate("The design '{}' does not serve the "
+                                                       "objective '{}'.") %
+                               GetName() % EObjective::GetString(options.GetObjective()));
+  }
+  const Factors varied = VariedFactors(factors);
+  if (varied.GetCount() == 0) {
+    return Refuse(message, ExceptionMessage::translate("There are no factors to vary."));
+  }
+  if (!CheckFactors(varied, message) || !CheckModel(varied, options, message)) return false;
+  const std::vector<int> candidates = CandidateRuns(varied, options);
+  if (candidates.empty()) {
+    return Refuse(message, ExceptionMessage::translate("The design '{}' has no size for these "
+                                                       "factors.") %
+                               GetName());
+  }
+  *runs = options.GetRuns() == 0 ? candidates.front() : options.GetRuns();
+  if (std::find(candidates.begin(), candidates.end(), *runs) == candidates.end()) {
+    return Refuse(message, ExceptionMessage::translate("The design '{}' cannot have {} runs.") %
+                               GetName() % *runs);
+  }
+  if (!CheckSpecific(varied, options, *runs, message)) return false;
+  const std::vector<unsigned> blocks = BlockCounts(varied, options, *runs);
+  if (std::find(blocks.begin(), blocks.end(), options.GetBlocks()) == blocks.end()) {
+    return Refuse(message, ExceptionMessage::translate("The design '{}' cannot be divided into "
+                                                       "{} blocks.") %
+                               GetName() % options.GetBlocks());
+  }
+  if (options.GetCenterPoints() > 0 && !CenterPointsAllowed(varied)) {
+    return Refuse(message, ExceptionMessage::translate("The design '{}' cannot have centre "
+                                                       "points for these factors.") %
+                               GetName());
+  }
+  const int least = MinCenterPoints(varied, options);
+  if (options.GetCenterPoints() < least) {
+    return Refuse(message, ExceptionMessage::translate("The design '{}' needs at least {} "
+                                                       "centre points.") %
+                               GetName() % least);
+  }
+  if (options.GetReplicatedRuns() > *runs) {
+    return Refuse(message, ExceptionMessage::translate("The design '{}' has only {} runs to "
+                                                       "replicate.") %
+                               GetName() % *runs);
+  }
+  const int total = options.GetTotalRuns(*runs);
+  if (total > options.GetMaxRuns()) {
+    return Refuse(message, ExceptionMessage::translate("The design '{}' takes {} runs, more "
+                                                       "than the {} allowed.") %
+                               GetName() % total % options.GetMaxRuns());
+  }
+  return true;
+}
+
+bool DesignBuilder::IsAdmissible(const Factors& factors, const DesignOptions& options,
+                                 bool /*score_imported*/, bool /*redmup*/) const {
+  if (!IsValid(factors, options)) return false;
+  const int runs = options.GetRuns() == 0 ? GetDefaultRuns(factors, options) : options.GetRuns();
+  const int columns = OptionsModel(factors, options).GetColumnCount(factors);
+  return runs <= std::max(16, 4 * columns);
+}
+
+std::vector<int> DesignBuilder::GetCandidateRuns(const Factors& factors,
+                                                 const DesignOptions& options) const {
+  const Factors varied = VariedFactors(factors);
+  if (varied.GetCount() == 0 || !CheckFactors(varied, nullptr)) return {};
+  return CandidateRuns(varied, options);
+}
+
+int DesignBuilder::GetDefaultRuns(const Factors& factors, const DesignOptions& options) const {
+  const std::vector<int> runs = GetCandidateRuns(factors, options);
+  return runs.empty() ? 0 : runs.front();
+}
+
+int DesignBuilder::GetMaxRuns(const Factors& factors, const DesignOptions& options) const {
+  const std::vector<int> runs = GetCandidateRuns(factors, options);
+  return runs.empty() ? 0 : runs.back();
+}
+
+std::vector<unsigned> DesignBuilder::GetBlockCounts(const Factors& factors,
+                                                    const DesignOptions& options, int runs) const {
+  const Factors varied = VariedFactors(factors);
+  if (varied.GetCount() == 0 || !CheckFactors(varied, nullptr)) return {1};
+  if (runs == 0) runs = options.GetRuns();
+  if (runs == 0) runs = GetDefaultRuns(factors, options);
+  return BlockCounts(varied, options, runs);
+}
+
+int DesignBuilder::GetMinCenterPoints(const Factors& factors, const DesignOptions& options) const {
+  const Factors varied = VariedFactors(factors);
+  if (varied.GetCount() == 0 || !CheckFactors(varied, nullptr)) return 0;
+  return MinCenterPoints(varied, options);
+}
+
+bool DesignBuilder::AllowsCenterPoints(const Factors& factors) const {
+  const Factors varied = VariedFactors(factors);
+  if (varied.GetCount() == 0 || !CheckFactors(varied, nullptr)) return false;
+  return CenterPointsAllowed(varied);
+}
+
+bool DesignBuilder::IsPMInteraction(const Factors& /*factors*/,
+                                    const DesignOptions& /*options*/) const {
+  return false;
+}
+
+bool DesignBuilder::SetLayers(DesignOptions& /*options*/, int /*layers*/,
+                              const Factors& /*factors*/) const {
+  return false;
+}
+
+DesignOptions DesignBuilder::MakeOptions(const Factors& factors, const DesignOptions& base) const {
+  DesignOptions options(base);
+  options.SetGenerators(Generators());
+  options.SetRuns(0);
+  const int runs = GetDefaultRuns(factors, options);
+  options.SetRuns(runs);
+  const std::vector<unsigned> blocks = GetBlockCounts(factors, options, runs);
+  if (std::find(blocks.begin(), blocks.end(), options.GetBlocks()) == blocks.end()) {
+    options.SetBlocks(1);
+  }
+  if (!AllowsCenterPoints(factors)) {
+    options.SetCenterPoints(0);
+  } else {
+    options.SetCenterPoints(
+        std::max(options.GetCenterPoints(), GetMinCenterPoints(factors, options)));
+  }
+  options.SetReplicatedRuns(std::min(options.GetReplicatedRuns(), runs));
+  return options;
+}
+
+std::unique_ptr<NCDesign> DesignBuilder::Generate(const Factors& factors,
+                                                  const DesignOptions& options,
+                                                  const bool* cancel) const {
+  std::string message;
+  int runs = 0;
+  if (!CheckAll(factors, options, &runs, &message)) throw Exception(message);
+  ThrowIfCancelled(cancel);
+  const Factors varied = VariedFactors(factors);
+  const std::vector<int> varied_index = factors.GetVaried();
+  Core core = BuildCore(varied, options, runs, options.GetBlocks(), cancel);
+  ThrowIfCancelled(cancel);
+  const int core_runs = core.coded.GetRows();
+  assert(core.coded.GetCols() == varied.GetCount());
+  if (core.blocks.empty()) core.blocks.assign(static_cast<std::size_t>(core_runs), 1);
+  if (core.kinds.empty()) {
+    core.kinds.assign(static_cast<std::size_t>(core_runs), NCDesign::RunKind::kDesign);
+  }
+
+  // Place the runs block by block.
+  const int blocks = static_cast<int>(options.GetBlocks());
+  const int centers = options.GetCenterPoints();
+  std::vector<Placed> placed;
+  for (int b = 1; b <= blocks; ++b) {
+    for (int copy = 0; copy <= options.GetReplicates(); ++copy) {
+      for (int r = 0; r < core_runs; ++r) {
+        if (core.blocks[static_cast<std::size_t>(r)] != b) continue;
+        placed.push_back(
+            {r, copy == 0 ? core.kinds[static_cast<std::size_t>(r)] : NCDesign::RunKind::kReplicate,
+             b});
+      }
+    }
+    for (int r = 0; r < options.GetReplicatedRuns() && r < core_runs; ++r) {
+      if (core.blocks[static_cast<std::size_t>(r)] == b) {
+        placed.push_back({r, NCDesign::RunKind::kReplicate, b});
+      }
+    }
+    const int share = centers / blocks + (b <= centers % blocks ? 1 : 0);
+    for (int c = 0; c < share; ++c) placed.push_back({-1, NCDesign::RunKind::kCenter, b});
+  }
+
+  // Fill both matrices over all factors.
+  const std::vector<float> center = CenterPoint(varied);
+  const int total = static_cast<int>(placed.size());
+  NCDataMatrix<float> coded(total, factors.GetCount());
+  NCDataMatrix<float> uncoded(total, factors.GetCount());
+  double mixture_low = 0.0;
+  for (const Factors::Factor& factor : varied.GetAll()) {
+    if (factor.IsMixture()) mixture_low += factor.low;
+  }
+  const double mixture_free = factors.GetMixtureTotal() - mixture_low;
+  for (int f = 0; f < factors.GetCount(); ++f) {
+    const Factors::Factor& factor = factors.GetFactor(f);
+    if (factor.IsVaried()) continue;
+    const float fixed_coded = factor.IsQualitative() ? 1.0F : 0.0F;
+    float fixed_value = static_cast<float>(kUndefined);
+    if (factor.use == CEUse::kConstant) {
+      fixed_value =
+          factor.IsQualitative() ? 1.0F : static_cast<float>((factor.low + factor.high) / 2.0);
+    }
+    for (int row = 0; row < total; ++row) {
+      coded(row, f) = fixed_coded;
+      uncoded(row, f) = fixed_value;
+    }
+  }
+  for (std::size_t j = 0; j < varied_index.size(); ++j) {
+    const int f = varied_index[j];
+    const Factors::Factor& factor = factors.GetFactor(f);
+    for (int row = 0; row < total; ++row) {
+      const int source = placed[static_cast<std::size_t>(row)].source;
+      float value = source < 0 ? center[j] : core.coded(source, static_cast<int>(j));
+      if (factor.IsQualitative() && core.two_level) value = value < 0.0F ? 1.0F : 2.0F;
+      coded(row, f) = value;
+      if (factor.IsQualitative()) {
+        uncoded(row, f) = value;
+      } else if (factor.IsMixture()) {
+        uncoded(row, f) =
+            static_cast<float>(factor.low + mixture_free * static_cast<double>(value));
+      } else {
+        uncoded(row, f) = ProcessValue(factor, value);
+      }
+    }
+  }
+  std::vector<std::string> names;
+  std::vector<int> run_blocks;
+  std::vector<NCDesign::RunKind> kinds;
+  for (const Factors::Factor& factor : factors.GetAll()) names.push_back(factor.name);
+  for (const Placed& run : placed) {
+    run_blocks.push_back(run.block);
+    kinds.push_back(run.kind);
+  }
+  return std::make_unique<NCDesign>(GetType(), GetName(), std::move(names), std::move(coded),
+                                    std::move(uncoded), std::move(run_blocks), std::move(kinds),
+                                    std::move(core.generators));
+}
+
+bool DesignBuilder::CheckSpecific(const Factors& /*factors*/, const DesignOptions& /*options*/,
+                                  int /*runs*/, std::string* /*message*/) const {
+  return true;
+}
+
+std::vector<unsigned> DesignBuilder::BlockCounts(const Factors& /*factors*/,
+                                                 const DesignOptions& /*options*/,
+                                                 int /*runs*/) const {
+  return {1};
+}
+
+int DesignBuilder::MinCenterPoints(const Factors& /*factors*/,
+                                   const DesignOptions& /*options*/) const {
+  return 0;
+}
+
+bool DesignBuilder::CenterPointsAllowed(const Factors& factors) const {
+  return std::none_of(factors.GetAll().begin(), factors.GetAll().end(),
+                      [](const Factors::Factor& f) { return f.GetDiscreteLevels() > 0; });
+}
+
+std::vector<float> DesignBuilder::CenterPoint(const Factors& factors) const {
+  const int mixtures = factors.GetMixtureCount();
+  std::vector<float> center;
+  for (const Factors::Factor& factor : factors.GetAll()) {
+    center.push_back(factor.IsMixture() ? 1.0F / static_cast<float>(mixtures) : 0.0F);
+  }
+  return center;
+}
+
+bool DesignBuilder::Refuse(std::string* message, std::string text) {
+  if (message != nullptr) *message = std::move(text);
+  return false;
+}
+
+void DesignBuilder::ThrowIfCancelled(const bool* cancel) {
+  if (cancel != nullptr && *cancel) throw CancelException();
+}
+
+Factors DesignBuilder::VariedFactors(const Factors& factors) {
+  Factors varied;
+  for (int index : factors.GetVaried()) {
+    // The factor was accepted once, so it is accepted again.
+    varied.Add(factors.GetFactor(index), nullptr);
+  }
+  return varied;
+}
+
+bool DesignBuilder::IsTwoLevelFactor(const Factors::Factor& factor) {
+  return IsContinuous(factor) || factor.GetDiscreteLevels() == 2;
+}
+
+bool DesignBuilder::IsContinuous(const Factors::Factor& factor) {
+  return factor.type == CEType::kQuantitative ||
+         (factor.type == CEType::kTime && factor.levels.empty());
+}
+
+DesignModel DesignBuilder::OptionsModel(const Factors& factors, const DesignOptions& options) {
+  return DesignModel::Make(factors, options.GetProcessModel(), options.GetMixtureModel());
+}
+
+}  // namespace zubra

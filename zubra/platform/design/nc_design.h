@@ -1,0 +1,64 @@
+// NCDesign: a generated design, as the design engine hands it over.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "zubra/platform/design/e_design.h"
+#include "zubra/platform/design/generators.h"
+#include "zubra/platform/matrix/nc_data_matrix.h"
+
+namespace zubra {
+
+// The runs of one design, one row per run and one column per factor (in the order of the
+// Factors it was built for), in two forms:
+//   - coded: process factors scaled to -1..+1 over their range (a multilevel factor's levels
+//     mapped linearly, a two-level design's settings are exactly -1 and +1), qualitative
+//     factors as the 1-based number of their setting, mixture factors as pseudo-components
+//     (fractions of the free part of the mixture, summing to 1 in every run);
+//   - uncoded: the factors' own values (a qualitative factor again as its setting number;
+//     mixture factors as amounts summing to the mixture total).
+// Factors that are not varied are 0 in the coded form; in the uncoded form a constant factor
+// is the middle of its range and an uncontrolled one the undefined value -99.
+//
+// Each run also has a 1-based block number and a kind (a run of the design proper, an axial
+// run of a composite design, a centre point, a replicate). The generators are those of a
+// two-level fractional or blocked factorial, empty for other designs.
+class NCDesign {
+ public:
+  enum class RunKind { kDesign, kAxial, kCenter, kReplicate };
+
+  NCDesign(EDesign::Type type, std::string name, std::vector<std::string> factor_names,
+           NCDataMatrix<float> coded, NCDataMatrix<float> uncoded, std::vector<int> blocks,
+           std::vector<RunKind> kinds, Generators generators);
+
+  [[nodiscard]] EDesign::Type GetType() const { return type_; }
+  [[nodiscard]] const std::string& GetName() const { return name_; }
+  [[nodiscard]] int GetRuns() const { return coded_.GetRows(); }
+  [[nodiscard]] int GetFactorCount() const { return coded_.GetCols(); }
+  [[nodiscard]] const std::vector<std::string>& GetFactorNames() const { return factor_names_; }
+  [[nodiscard]] const NCDataMatrix<float>& GetCoded() const { return coded_; }
+  [[nodiscard]] const NCDataMatrix<float>& GetUncoded() const { return uncoded_; }
+  // The coded or the uncoded matrix.
+  [[nodiscard]] const NCDataMatrix<float>& GetMatrix(bool coded) const {
+    return coded ? coded_ : uncoded_;
+  }
+  // The 1-based block of each run.
+  [[nodiscard]] const std::vector<int>& GetBlocks() const { return blocks_; }
+  [[nodiscard]] int GetBlockCount() const;
+  [[nodiscard]] const std::vector<RunKind>& GetRunKinds() const { return kinds_; }
+  [[nodiscard]] int CountRuns(RunKind kind) const;
+  [[nodiscard]] const Generators& GetGenerators() const { return generators_; }
+
+ private:
+  EDesign::Type type_;
+  std::string name_;
+  std::vector<std::string> factor_names_;
+  NCDataMatrix<float> coded_;
+  NCDataMatrix<float> uncoded_;
+  std::vector<int> blocks_;
+  std::vector<RunKind> kinds_;
+  Generators generators_;
+};
+
+}  // namespace zubra
