@@ -184,6 +184,10 @@ TEST(ConstraintsInfo, PointsOnTheLimitStayAndQualitativeCoefficientsDoNotCount) 
     Add(info, CI::kGreater, {{kM1, 1}}, 100);
     EXPECT_EQ(info.IsConstrained(x), row.excluded);
   }
+  // A constraint on the qualitative factor alone compares the sum 0 with its limit.
+  CI only_qualitative(&set);
+  Add(only_qualitative, CI::kLess, {{kQ, 5}}, 3);
+  EXPECT_TRUE(only_qualitative.IsConstrained(FVector(only_qualitative.NumValues())));
 }
 
 TEST(ConstraintsInfo, RowsAreBackTransformedAndWalkedByExpandedColumns) {
@@ -231,7 +235,9 @@ TEST(ConstraintsInfo, ConstraintMatrixRowsAreOrientedAlike) {
     const char* name;
     std::vector<Spec> constraints;
     std::optional<FMatrix> matrix;
-    bool agrees_with_points = true;  // false where a constraint has no operator
+    // false where a constraint has no operator, or no term outside the qualitative factor
+    // (the point test then compares the sum 0 with its limit; the matrix has no row for it)
+    bool agrees_with_points = true;
   };
   const std::vector<Row> rows = {
       {"less than", {{CI::kLess, {{kA, 1}, {kB, 2}}, 10}}, FMatrix{{1, 2, -10}}},
@@ -240,7 +246,8 @@ TEST(ConstraintsInfo, ConstraintMatrixRowsAreOrientedAlike) {
       {"qualitative column left out", {{CI::kLess, {{kQ, 7}, {kA, 1}}, 2}}, FMatrix{{1, 0, -2}}},
       {"only qualitative takes no part",
        {{CI::kLess, {{kQ, 7}}, 2}, {CI::kGreater, {{kB, 1}}, 4}},
-       FMatrix{{0, -1, 4}}},
+       FMatrix{{0, -1, 4}},
+       false},
       {"two rows in order",
        {{CI::kGreater, {{kA, 0.5}}, 1}, {CI::kLess, {{kA, 1}, {kB, -1}}, -3}},
        FMatrix{{-0.5F, 0, 1}, {1, -1, 3}}},

@@ -7,10 +7,12 @@
 #include <utility>
 
 #include "zubra/platform/base/ce_type.h"
+#include "zubra/platform/design/ncdoe_constraints.h"
 #include "zubra/platform/matrix/tra_data.h"
 #include "zubra/platform/util/atomic_file.h"
 #include "zubra/platform/util/exception.h"
 #include "zubra/platform/util/kt_string.h"
+#include "zubra/region/design_factors.h"
 #include "zubra/variables/factor_class.h"
 #include "zubra/variables/variables.h"
 
@@ -261,6 +263,27 @@ bool ConstraintsInfo::IsValid(const Constraint* constraint) const {
   return coefficients > 0 && (mixture == 0 || process == 0);
 }
 
+// ------------------------------------------------------------------ design engine form
+
+std::unique_ptr<NCDOE::Constraints> ConstraintsInfo::ToNCConstraint(
+    const DesignFactors& factors) const {
+  if (NumConstraints() == 0) return nullptr;
+  const std::vector<ArithmeticFactor> terms = ArithmeticFactors();
+  auto result = std::make_unique<NCDOE::Constraints>();
+  for (const auto& constraint : constraints_) {
+    NCDOE::Constraint converted(constraint->GetExcludeType() == kLess, constraint->GetLimit());
+    for (const ArithmeticFactor& term : terms) {
+      if (!constraint->HasValue(term.value_index)) continue;
+      const int design_index = factors.GetDesignIndex(term.factor);
+      if (design_index < 0) continue;
+      converted.AddPair(design_index, constraint->GetValue(term.value_index));
+    }
+    if (!converted.IsEmpty()) result->Add(std::move(converted));
+  }
+  if (result->GetCount() == 0) return nullptr;
+  return result;
+}
+
 // ------------------------------------------------------------------ excluded points
 
 std::vector<ConstraintsInfo::ArithmeticFactor> ConstraintsInfo::ArithmeticFactors() const {
@@ -279,15 +302,10 @@ bool ConstraintsInfo::Excludes(const float* x, int size,
     const double limit = constraint->GetLimit();
     if (IsUndefined(limit)) continue;
     double sum = 0.0;
-    bool has_terms = false;
     for (const ArithmeticFactor& term : terms) {
-      if (!constraint->HasValue(term.value_index)) continue;
-      has_terms = true;
-      if (term.value_index > size) continue;
+      if (!constraint->HasValue(term.value_index) || term.value_index > size) continue;
       sum += constraint->GetValue(term.value_index) * static_cast<double>(x[term.value_index - 1]);
     }
-    // Without a term the constraint has no row in the matrix and no place in a design.
-    if (!has_terms) continue;
     if (constraint->GetExcludeType() == kLess && limit > sum) return true;
     if (constraint->GetExcludeType() == kGreater && sum > limit) return true;
   }

@@ -16,6 +16,11 @@
 
 namespace zubra {
 
+class DesignFactors;
+namespace NCDOE {
+class Constraints;
+}  // namespace NCDOE
+
 class FactorClass;
 class Variables;
 
@@ -35,8 +40,10 @@ class Variables;
 //
 // Arithmetic. Qualitative factors may carry a coefficient (it makes a constraint valid) but
 // take no part in any sum: points, rows, the constraint matrix and the design engine's form
-// all skip them, and so do value names whose factor is no longer in the set. A constraint
-// left without a term excludes nothing.
+// all skip them, and so do value names whose factor is no longer in the set. A point is
+// tested against every constraint with a limit, so a constraint left without a term compares
+// the sum 0 with its limit; such a constraint has no row in the constraint matrix and no place
+// in the design engine's form.
 //
 // -99 (kUndefined) marks a coefficient or a limit that is not given; a coefficient that is
 // not given counts as 0 in every sum. Constraints are numbered from 1; the container owns
@@ -183,6 +190,14 @@ class ConstraintsInfo {
   // constraint; each row is a point as for IsConstrained(const FVector&) (one column per value
   // name). Null for a null matrix. The caller owns the vector.
   [[nodiscard]] std::unique_ptr<std::vector<int>> GetConstraintRows(const FMatrix* m) const;
+
+  // The constraints in the design engine's form: for each constraint a less-than flag (exclude
+  // type "<"), its limit, and a (design index, coefficient) pair for every non-qualitative
+  // factor with a coefficient that takes part in `factors`. Constraints left without a pair
+  // are left out; null when there are no constraints or none yields a pair. The caller owns
+  // the result.
+  [[nodiscard]] std::unique_ptr<NCDOE::Constraints> ToNCConstraint(
+      const DesignFactors& factors) const;
 
   // JSON table:
   //   {"columns": [value names..., "Operator", "Limit"],
