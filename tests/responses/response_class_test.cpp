@@ -308,7 +308,12 @@ TEST(ResponseClass, LoadReadsOlderForms) {
       {"unparsable unique id", {{"UniqueID", "x1"}}, "", "", kU, 0, kU},
       {"limits without condition", {{"MinLimit", "2.5"}}, "", "", kU, 0, 2.5},
       {"garbled numbers keep their fields",
-       {{"ScaleModifier", "abc"}, {"Condition", "x"}, {"MinLimit", "1,5"}}, "", "", kU, 0, kU},
+       {{"ScaleModifier", "abc"}, {"Condition", "x"}, {"MinLimit", "1,5"}},
+       "",
+       "",
+       kU,
+       0,
+       kU},
   };
   for (const Row& row : rows) {
     SCOPED_TRACE(row.name);

@@ -255,7 +255,8 @@ Transform::Transform(const std::string& name, const ConfigurationSection& sectio
     const std::vector<std::string> pieces = KtStdString::Split(text, ',');
     for (std::size_t i = 0; i < pieces.size() && i < constants.size(); ++i) {
       // A garbled piece keeps its default, as a missing one does.
-      if (const auto value = KtString::ToDouble(KtStdString::Trim(pieces[i]))) constants[i] = *value;
+      if (const auto value = KtString::ToDouble(KtStdString::Trim(pieces[i])))
+        constants[i] = *value;
     }
     c1_ = constants[0];
     c2_ = constants[1];
