@@ -17,13 +17,6 @@ namespace {
 using Ini = CSimpleIniCaseA;
 constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
 
-void CheckNoNul(std::string_view text) {
-  if (text.find('\0') != std::string_view::npos) {
-    throw Exception(
-        ExceptionMessage::translate("Keys, values and section names cannot hold a NUL character."));
-  }
-}
-
 // What a text is in the file; each has its own characters that the syntax would change.
 enum class Role { kKey, kValue, kSectionName };
 
@@ -230,15 +223,16 @@ void IniFileSection::Codec::CopyKeys(const Ini::TKeyVal& keys, IniFileSection& s
   // Different spellings of a key (plain and quoted) decode to the same key; the last wins,
   // in the place of the first. The map keeps this linear for large sections.
   std::unordered_map<std::string, std::size_t> positions;
-  for (const auto& [key, value] : section.values_) positions.emplace(key, positions.size());
+  for (const auto& [key, value] : section.values_.Entries())
+    positions.emplace(key, positions.size());
   for (const auto& [order, entry] : ordered) {
     std::string key = Decode(entry.first);
     std::string value = Decode(entry.second);
-    const auto [it, inserted] = positions.emplace(key, section.values_.size());
+    const auto [it, inserted] = positions.emplace(key, section.values_.Entries().size());
     if (inserted) {
-      section.values_.emplace_back(std::move(key), std::move(value));
+      section.values_.Entries().emplace_back(std::move(key), std::move(value));
     } else {
-      section.values_[it->second].second = std::move(value);
+      section.values_.Entries()[it->second].second = std::move(value);
     }
   }
 }
@@ -273,7 +267,7 @@ std::unique_ptr<IniFileSection> IniFileSection::Codec::Parse(std::string_view te
 
 void IniFileSection::Codec::AddKeys(const IniFileSection& section, const std::string& encoded_name,
                                     Ini& ini) {
-  for (const auto& [key, value] : section.values_) {
+  for (const auto& [key, value] : section.values_.Entries()) {
     if (ini.SetValue(encoded_name.c_str(), Encode(key, Role::kKey).c_str(),
                      Encode(value, Role::kValue).c_str()) < 0) {
       throw Exception(ExceptionMessage::translate("The INI text could not be built."));
@@ -326,44 +320,19 @@ void IniFileSection::SaveFile(const std::string& path) const {
 
 std::string IniFileSection::ToString() const { return Codec::Print(*root_); }
 
-bool IniFileSection::HasKey(std::string_view key) const {
-  return std::any_of(values_.begin(), values_.end(),
-                     [key](const auto& entry) { return entry.first == key; });
-}
+bool IniFileSection::HasKey(std::string_view key) const { return values_.Has(key); }
 
 std::optional<std::string> IniFileSection::GetValue(std::string_view key) const {
-  for (const auto& [name, value] : values_) {
-    if (name == key) return value;
-  }
-  return std::nullopt;
+  return values_.Get(key);
 }
 
 void IniFileSection::SetValue(std::string_view key, std::string_view value) {
-  CheckNoNul(key);
-  CheckNoNul(value);
-  for (auto& [name, text] : values_) {
-    if (name == key) {
-      text = value;
-      return;
-    }
-  }
-  values_.emplace_back(key, value);
+  values_.Set(key, value);
 }
 
-bool IniFileSection::RemoveKey(std::string_view key) {
-  const auto it = std::find_if(values_.begin(), values_.end(),
-                               [key](const auto& entry) { return entry.first == key; });
-  if (it == values_.end()) return false;
-  values_.erase(it);
-  return true;
-}
+bool IniFileSection::RemoveKey(std::string_view key) { return values_.Remove(key); }
 
-std::vector<std::string> IniFileSection::GetKeys() const {
-  std::vector<std::string> keys;
-  keys.reserve(values_.size());
-  for (const auto& entry : values_) keys.push_back(entry.first);
-  return keys;
-}
+std::vector<std::string> IniFileSection::GetKeys() const { return values_.Keys(); }
 
 IniFileSection* IniFileSection::FindSection(std::string_view name) const {
   for (const std::unique_ptr<IniFileSection>& section : root_->sections_) {
@@ -374,7 +343,7 @@ IniFileSection* IniFileSection::FindSection(std::string_view name) const {
 
 IniFileSection& IniFileSection::AddSection(std::string_view name) {
   if (IniFileSection* existing = FindSection(name)) return *existing;
-  CheckNoNul(name);
+  KeyValueList::CheckNoNul(name);
   root_->sections_.push_back(
       std::unique_ptr<IniFileSection>(new IniFileSection(*root_, std::string(name))));
   return *root_->sections_.back();

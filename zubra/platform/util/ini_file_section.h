@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "zubra/platform/util/configuration_section.h"
+#include "zubra/platform/util/key_value_list.h"
 
 namespace zubra {
 
@@ -112,7 +113,7 @@ class IniFileSection final : public ConfigurationSection {
 
   IniFileSection* root_;  // this for the root; not owned
   std::string name_;
-  std::vector<std::pair<std::string, std::string>> values_;
+  KeyValueList values_;
   std::vector<std::unique_ptr<IniFileSection>> sections_;  // filled in the root only
 };
 

@@ -24,13 +24,6 @@ constexpr const char* kIndexAttribute = "index";
 constexpr const char* kKeyAttribute = "key";
 constexpr std::string_view kFormatVersion = "1";
 
-void CheckNoNul(std::string_view text) {
-  if (text.find('\0') != std::string_view::npos) {
-    throw Exception(
-        ExceptionMessage::translate("Keys, values and section names cannot hold a NUL character."));
-  }
-}
-
 bool IsBlank(char c) { return c == ' ' || c == '\t' || c == '\n'; }
 
 // Appends `text` escaped for an attribute value or for element text; see the class comment.
@@ -143,7 +136,7 @@ void TinyXML2Section::Codec::ReadValue(const tinyxml2::XMLElement& element,
                       key % node->GetLineNum());
     }
   }
-  section.values_.emplace_back(key, std::move(text));
+  section.values_.Entries().emplace_back(key, std::move(text));
 }
 
 void TinyXML2Section::Codec::ReadSection(const tinyxml2::XMLElement& element,
@@ -274,7 +267,7 @@ std::unique_ptr<TinyXML2Section> TinyXML2Section::Codec::Parse(std::string_view 
 
 void TinyXML2Section::Codec::PrintSection(const TinyXML2Section& section,
                                           tinyxml2::XMLPrinter& printer, std::string& scratch) {
-  for (const auto& [key, value] : section.values_) {
+  for (const auto& [key, value] : section.values_.Entries()) {
     printer.OpenElement(kValueElement);
     scratch.clear();
     AppendEscaped(scratch, key, true);
@@ -339,44 +332,19 @@ void TinyXML2Section::SaveFile(const std::string& path) const {
 
 std::string TinyXML2Section::ToString() const { return Codec::Print(*this); }
 
-bool TinyXML2Section::HasKey(std::string_view key) const {
-  return std::any_of(values_.begin(), values_.end(),
-                     [key](const auto& entry) { return entry.first == key; });
-}
+bool TinyXML2Section::HasKey(std::string_view key) const { return values_.Has(key); }
 
 std::optional<std::string> TinyXML2Section::GetValue(std::string_view key) const {
-  for (const auto& [name, value] : values_) {
-    if (name == key) return value;
-  }
-  return std::nullopt;
+  return values_.Get(key);
 }
 
 void TinyXML2Section::SetValue(std::string_view key, std::string_view value) {
-  CheckNoNul(key);
-  CheckNoNul(value);
-  for (auto& [name, text] : values_) {
-    if (name == key) {
-      text = value;
-      return;
-    }
-  }
-  values_.emplace_back(key, value);
+  values_.Set(key, value);
 }
 
-bool TinyXML2Section::RemoveKey(std::string_view key) {
-  const auto it = std::find_if(values_.begin(), values_.end(),
-                               [key](const auto& entry) { return entry.first == key; });
-  if (it == values_.end()) return false;
-  values_.erase(it);
-  return true;
-}
+bool TinyXML2Section::RemoveKey(std::string_view key) { return values_.Remove(key); }
 
-std::vector<std::string> TinyXML2Section::GetKeys() const {
-  std::vector<std::string> keys;
-  keys.reserve(values_.size());
-  for (const auto& entry : values_) keys.push_back(entry.first);
-  return keys;
-}
+std::vector<std::string> TinyXML2Section::GetKeys() const { return values_.Keys(); }
 
 TinyXML2Section* TinyXML2Section::FindChild(std::string_view name, int index) const {
   for (const std::unique_ptr<TinyXML2Section>& child : children_) {
@@ -387,7 +355,7 @@ TinyXML2Section* TinyXML2Section::FindChild(std::string_view name, int index) co
 
 TinyXML2Section& TinyXML2Section::AddChild(std::string_view name, int index) {
   if (TinyXML2Section* existing = FindChild(name, index)) return *existing;
-  CheckNoNul(name);
+  KeyValueList::CheckNoNul(name);
   if (depth_ >= kMaxDepth) {
     throw Exception(ExceptionMessage::translate(
                         "The section '{}' cannot be created: sections nest at most {} levels "

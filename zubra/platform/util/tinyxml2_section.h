@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "zubra/platform/util/configuration_section.h"
+#include "zubra/platform/util/key_value_list.h"
 
 namespace zubra {
 
@@ -121,7 +122,7 @@ class TinyXML2Section final : public ConfigurationSection {
   std::string name_;
   int index_ = 0;
   int depth_ = 0;
-  std::vector<std::pair<std::string, std::string>> values_;
+  KeyValueList values_;
   std::vector<std::unique_ptr<TinyXML2Section>> children_;
 };
 
