@@ -1,0 +1,458 @@
+#include "zubra/worksheet/worksheet_info.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <filesystem>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "zubra/platform/base/global_options.h"
+#include "zubra/platform/design/nc_design.h"
+#include "zubra/platform/util/exception.h"
+#include "zubra/platform/util/json.h"
+#include "zubra/responses/response_manager.h"
+#include "zubra/variables/variables.h"
+
+namespace zubra {
+namespace {
+
+// The first outputs of MT19937 seeded with 1974.
+constexpr std::uint32_t kFirstOutputs1974[] = {3474973915U, 1980174680U, 1552589721U, 3286636090U,
+                                               3198818936U};
+
+TEST(MersenneTwister, GivesTheStandardSequence) {
+  WorksheetInfo::MersenneTwister standard(5489);
+  EXPECT_EQ(standard(), 3499211612U);
+  for (int i = 2; i < 10000; ++i) standard();
+  EXPECT_EQ(standard(), 4123659995U);  // the 10000th output
+  WorksheetInfo::MersenneTwister seeded(WorksheetInfo::kSeedForValidation);
+  for (const std::uint32_t expected : kFirstOutputs1974) EXPECT_EQ(seeded(), expected);
+}
+
+TEST(MersenneTwister, UniformDrawRejectsOnlyTheTopRemainder) {
+  // k = 3: (2^32 - 1) / 3 = 1431655765 and (2^32 - 1) % 3 = 0, so r = 4294967295 (r / 3 =
+  // 1431655765) is the one output rejected. Find how a normal output maps: r % k.
+  WorksheetInfo::MersenneTwister generator(WorksheetInfo::kSeedForValidation);
+  EXPECT_EQ(generator.Uniform(1), 0U);  // draws nothing
+  EXPECT_EQ(generator.Uniform(3), kFirstOutputs1974[0] % 3);
+  EXPECT_EQ(generator.Uniform(1000), kFirstOutputs1974[1] % 1000);
+}
+
+TEST(WorksheetInfo, ShuffleOfTheSeed1974IsTheHandComputedPermutation) {
+  // By hand from kFirstOutputs1974: i=1 draws 3474973915 % 2 = 1 (stay); i=2 draws
+  // 1980174680 % 3 = 2 (stay); i=3 draws 1552589721 % 4 = 1 (swap 3 and 1); i=4 draws
+  // 3286636090 % 5 = 0 (swap 4 and 0); i=5 draws 3198818936 % 6 = 2 (swap 5 and 2).
+  struct Row {
+    const char* name;
+    std::vector<int> values;
+    std::vector<int> expected;
+    std::uint32_t next_output;  // what the generator gives after the shuffle
+  };
+  const Row rows[] = {
+      {"six", {1, 2, 3, 4, 5, 6}, {5, 4, 6, 2, 1, 3}, 983084558U},
+      {"four with gaps", {2, 9, 4, 30}, {2, 30, 4, 9}, kFirstOutputs1974[3]},
+      {"single draws nothing", {7}, {7}, kFirstOutputs1974[0]},
+      {"empty draws nothing", {}, {}, kFirstOutputs1974[0]},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.name);
+    WorksheetInfo::MersenneTwister generator(WorksheetInfo::kSeedForValidation);
+    std::vector<int> values = row.values;
+    WorksheetInfo::Shuffle(values, generator);
+    EXPECT_EQ(values, row.expected);
+    EXPECT_EQ(generator(), row.next_output);
+  }
+}
+
+std::unique_ptr<FactorClass> Factor(const std::string& name) {
+  auto factor = std::make_unique<FactorClass>();
+  factor->SetName(name);
+  factor->SetAbbr(name.substr(0, 5));
+  return factor;
+}
+
+// Temp (quantitative 10..30), Cat (qualitative A, B, C), optionally a qualitative block
+// factor, and the response Yield.
+class WorksheetTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    GlobalOptions::Instance().SetFixedSeedForValidation(true);
+    auto temp = Factor("Temp");
+    temp->SetValue(10.0, 30.0, CEType::kQuantitative, true);
+    ASSERT_EQ(variables_.Add(std::move(temp)), Variables::kOk);
+    auto cat = Factor("Cat");
+    cat->SetSettings({"A", "B", "C"}, CEType::kQualitative, CEUse::kControlled);
+    ASSERT_EQ(variables_.Add(std::move(cat)), Variables::kOk);
+    auto yield = std::make_unique<ResponseClass>();
+    yield->SetName("Yield");
+    yield->SetAbbr("Y");
+    ASSERT_EQ(variables_.Add(std::move(yield)), Variables::kOk);
+  }
+  void TearDown() override { GlobalOptions::Instance().Reset(); }
+
+  void AddBlockFactor(const std::string& name) {
+    auto block = Factor(name);
+    block->SetAbbr("Blk" + std::to_string(variables_.GetFactorCount()));
+    block->SetSettings({"B1", "B2"}, CEType::kQualitative, CEUse::kControlled);
+    ASSERT_EQ(variables_.Add(std::move(block)), Variables::kOk);
+  }
+
+  // `count` experiments with run orders 1..count.
+  WorksheetInfo Sheet(int count) {
+    WorksheetInfo sheet(&variables_);
+    for (int i = 0; i < count; ++i) sheet.AddExperiment()->SetRunOrder(i + 1);
+    return sheet;
+  }
+
+  static std::vector<int> RunOrders(const WorksheetInfo& sheet) {
+    std::vector<int> orders;
+    for (int p = 1; p <= sheet.GetExperimentCount(); ++p) {
+      orders.push_back(sheet.GetExperiment(p)->RunOrder());
+    }
+    return orders;
+  }
+
+  Variables variables_;
+};
+
+TEST_F(WorksheetTest, SetRunOrderFillsOnlyTheMissingOnes) {
+  struct Row {
+    const char* name;
+    std::vector<int> before;
+    int first, last, start;
+    std::vector<int> after;
+  };
+  const Row rows[] = {
+      {"whole sheet", {0, 7, 0, 0}, 1, -1, -1, {1, 7, 2, 3}},
+      {"from a start value", {0, 7, 0, 0}, 1, -1, 20, {20, 7, 21, 22}},
+      {"start defaults to first", {0, 0, 0, 0}, 2, 3, -1, {0, 2, 3, 0}},
+      {"first below 1 does nothing", {0, 0, 0, 0}, 0, -1, -1, {0, 0, 0, 0}},
+      {"first after last does nothing", {0, 0, 0, 0}, 3, 2, -1, {0, 0, 0, 0}},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.name);
+    WorksheetInfo sheet = Sheet(4);
+    for (int p = 1; p <= 4; ++p) sheet.GetExperiment(p)->SetRunOrder(row.before[p - 1]);
+    sheet.SetRunOrder(row.first, row.last, row.start, false, false);
+    EXPECT_EQ(RunOrders(sheet), row.after);
+  }
+}
+
+TEST_F(WorksheetTest, RandomizeMovesOnlyEligibleRunOrders) {
+  struct Row {
+    const char* name;
+    int count;
+    int first, last;
+    int out_position;       // 0: none
+    int response_position;  // 0: none
+    int floor;
+    std::vector<int> after;
+  };
+  const Row rows[] = {
+      {"all eligible", 6, 1, -1, 0, 0, 0, {5, 4, 6, 2, 1, 3}},
+      // Eligible: positions 3, 5, 6, 7 with [3, 5, 6, 7] -> [3, 7, 6, 5].
+      {"out, measured and at the floor stay", 7, 1, -1, 2, 4, 1, {1, 2, 3, 4, 7, 6, 5}},
+      // Eligible: positions 2..5 with [2, 3, 4, 5] -> [2, 5, 4, 3].
+      {"only the given positions", 6, 2, 5, 0, 0, 0, {1, 2, 5, 4, 3, 6}},
+      {"single eligible left alone", 3, 1, -1, 0, 0, 2, {1, 2, 3}},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.name);
+    WorksheetInfo sheet = Sheet(row.count);
+    if (row.out_position != 0) {
+      sheet.GetExperiment(row.out_position)->SetExcluded(Experiment::kOut);
+    }
+    if (row.response_position != 0) {
+      ASSERT_TRUE(sheet.SetValue(row.response_position, "yield", 3.5));
+      EXPECT_TRUE(sheet.RunHasResponseValue(row.response_position));
+    }
+    sheet.SetRunOrderFloor(row.floor);
+    sheet.RandomizeRunOrder(row.first, row.last, false);
+    EXPECT_EQ(RunOrders(sheet), row.after);
+  }
+}
+
+TEST_F(WorksheetTest, SetRunOrderWithRandomizeShufflesTheNewOrders) {
+  WorksheetInfo sheet = Sheet(6);
+  for (int p = 1; p <= 6; ++p) sheet.GetExperiment(p)->SetRunOrder(0);
+  sheet.SetRunOrder(1, -1, -1, true, false);
+  EXPECT_EQ(RunOrders(sheet), (std::vector<int>{5, 4, 6, 2, 1, 3}));
+}
+
+TEST_F(WorksheetTest, BlockRandomizationStaysWithinGroups) {
+  AddBlockFactor("$BlockV");
+  WorksheetInfo sheet = Sheet(6);
+  for (int p = 1; p <= 6; ++p) ASSERT_TRUE(sheet.SetValue(p, "$BlockV", p % 2 == 1 ? "B1" : "B2"));
+  EXPECT_FALSE(sheet.RandomizeBlockedRunorder("Design set", false));
+  // Group B1 = positions 1, 3, 5 with [1, 3, 5]: draws 1 (stay) and 2 (stay). Group B2 =
+  // positions 2, 4, 6 with [2, 4, 6] continues the generator: 1552589721 % 2 = 1 (stay),
+  // 3286636090 % 3 = 1 (swap 2 and 1) -> [2, 6, 4].
+  ASSERT_TRUE(sheet.RandomizeBlockedRunorder("$BlockV", false));
+  EXPECT_EQ(RunOrders(sheet), (std::vector<int>{1, 2, 3, 6, 5, 4}));
+}
+
+TEST_F(WorksheetTest, RandomizeRunOrderCascadesIntoTheFirstBlockKindPresent) {
+  struct Row {
+    const char* name;
+    std::vector<const char*> block_factors;
+    std::vector<int> after;
+  };
+  const Row rows[] = {
+      // No block factor: the plain shuffle.
+      {"none", {}, {5, 4, 6, 2, 1, 3}},
+      // After [5, 4, 6, 2, 1, 3], group B1 (positions 1, 3, 5: [5, 6, 1]) stays, group B2
+      // (positions 2, 4, 6: [4, 2, 3]) swaps its last two -> [4, 3, 2].
+      {"$BlockV", {"$BlockV"}, {5, 4, 6, 3, 1, 2}},
+      // "Design set" wins; its groups (all one setting) get the plain shuffle of all six run
+      // orders again; the $BlockV grouping is not applied.
+      {"Design set before $BlockV", {"$BlockV", "Design set"}, {1, 2, 3, 4, 5, 6}},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.name);
+    variables_ = Variables();
+    SetUp();
+    for (const char* name : row.block_factors) AddBlockFactor(name);
+    WorksheetInfo sheet = Sheet(6);
+    for (int p = 1; p <= 6; ++p) sheet.SetValue(p, "$BlockV", p % 2 == 1 ? "B1" : "B2");
+    for (int p = 1; p <= 6; ++p) sheet.SetValue(p, "Design set", "B1");
+    sheet.RandomizeRunOrder(1, -1, false);
+    EXPECT_EQ(RunOrders(sheet), row.after);
+  }
+}
+
+TEST_F(WorksheetTest, FixedSeedRepeatsAndRandomSeedStillPermutes) {
+  WorksheetInfo first = Sheet(8);
+  WorksheetInfo second = Sheet(8);
+  first.RandomizeRunOrder(1, -1, false);
+  second.RandomizeRunOrder(1, -1, false);
+  EXPECT_EQ(RunOrders(first), RunOrders(second));
+  GlobalOptions::Instance().SetFixedSeedForValidation(false);
+  WorksheetInfo random = Sheet(8);
+  random.RandomizeRunOrder(1, -1, false);
+  std::vector<int> orders = RunOrders(random);
+  std::sort(orders.begin(), orders.end());
+  EXPECT_EQ(orders, (std::vector<int>{1, 2, 3, 4, 5, 6, 7, 8}));
+}
+
+TEST_F(WorksheetTest, AddRemoveRenumberKeepTheNumberIndex) {
+  WorksheetInfo sheet = Sheet(3);
+  ASSERT_EQ(sheet.GetExperiment(1)->GetNumValues(), 3);
+  EXPECT_EQ(sheet.GetExperiment(2)->GetValueType(2), zubra::Run::kText);  // qualitative: empty text
+  EXPECT_EQ(sheet.GetExperiment(2)->GetFloatValue(1), kUndefined);
+  EXPECT_TRUE(sheet.RemoveExperiment(1));
+  EXPECT_FALSE(sheet.RemoveExperiment(3));
+  EXPECT_EQ(sheet.GetPosition(1), 0);
+  EXPECT_EQ(sheet.GetPosition(3), 2);
+  Experiment* added = sheet.AddExperiment();
+  EXPECT_EQ(added->ExpNo(), 4);
+  EXPECT_EQ(added->ExpName(), "N4");
+  EXPECT_FALSE(sheet.InsertExperiment(std::make_unique<Experiment>(3, 3, false)));
+  auto named = std::make_unique<Experiment>(9, 3, false);
+  named->SetExpName("Special");
+  EXPECT_TRUE(sheet.InsertExperiment(std::move(named), 1));
+  sheet.RenumberExperiments();
+  struct Row {
+    int position;
+    int exp_no;
+    const char* name;
+  };
+  for (const Row row : {Row{1, 1, "Special"}, Row{2, 2, "N2"}, Row{3, 3, "N3"}, Row{4, 4, "N4"}}) {
+    SCOPED_TRACE(row.position);
+    EXPECT_EQ(sheet.GetExperiment(row.position)->ExpNo(), row.exp_no);
+    EXPECT_EQ(sheet.GetExperiment(row.position)->ExpName(), row.name);
+    EXPECT_EQ(sheet.GetPosition(row.exp_no), row.position);
+  }
+}
+
+TEST_F(WorksheetTest, CellsByPositionAndByName) {
+  WorksheetInfo sheet = Sheet(2);
+  struct Row {
+    const char* name;
+    int position;
+    const char* variable;
+    const char* text;
+    bool ok;
+    std::string shown;
+  };
+  const Row rows[] = {
+      {"number by name", 1, "temp", "12.5", true, "12.5"},
+      {"transformed name", 2, "Temp~", "20", true, "20"},
+      {"setting text", 1, "Cat", "B", true, "B"},
+      {"response", 2, "Yield", "81", true, "81"},
+      {"unknown variable", 1, "Pressure", "3", false, ""},
+      {"no such experiment", 3, "Temp", "3", false, ""},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.name);
+    EXPECT_EQ(sheet.SetValue(row.position, row.variable, row.text), row.ok);
+    EXPECT_EQ(sheet.GetStringValue(row.position, row.variable), row.shown);
+  }
+  EXPECT_EQ(sheet.GetFloatValue(1, "Temp"), 12.5);
+  EXPECT_EQ(sheet.GetExperiment(1)->GetStringValue(2), "B");
+  EXPECT_FALSE(sheet.SetValue(1, 4, "1"));
+}
+
+TEST_F(WorksheetTest, CentrePointsAreSpreadOverTheRunOrder) {
+  const std::vector<double> temps = {10, 20, 30, 20, 10, 30, 20};
+  WorksheetInfo sheet = Sheet(static_cast<int>(temps.size()));
+  EXPECT_FALSE(sheet.HasCenterPoint());
+  for (int p = 1; p <= sheet.GetExperimentCount(); ++p) {
+    sheet.SetValue(p, "Temp", temps[static_cast<std::size_t>(p - 1)]);
+  }
+  EXPECT_TRUE(sheet.HasCenterPoint());
+  ASSERT_TRUE(sheet.SetRunOrderToDetectCurvature());
+  // Centre points (positions 2, 4, 7) take ranks 0, 3, 6 of run orders 1..7; the others
+  // (positions 1, 3, 5, 6) take 2, 3, 5, 6 in their order.
+  EXPECT_EQ(RunOrders(sheet), (std::vector<int>{2, 1, 3, 4, 5, 6, 7}));
+  WorksheetInfo no_centre = Sheet(2);
+  no_centre.SetValue(1, "Temp", 10.0);
+  no_centre.SetValue(2, "Temp", 30.0);
+  EXPECT_FALSE(no_centre.SetRunOrderToDetectCurvature());
+}
+
+TEST_F(WorksheetTest, CreatesOneExperimentPerDesignRun) {
+  NCDataMatrix<float> coded(3, 2);
+  NCDataMatrix<float> uncoded(3, 2);
+  const float temps[] = {10.0F, 30.0F, 20.0F};
+  const float cats[] = {1.0F, 3.0F, 2.0F};
+  for (int r = 0; r < 3; ++r) {
+    uncoded(r, 0) = temps[r];
+    uncoded(r, 1) = cats[r];
+  }
+  NCDesign design(
+      EDesign::kFullFactorial, "test", {"Temp", "Cat"}, coded, uncoded, {1, 1, 1},
+      {NCDesign::RunKind::kDesign, NCDesign::RunKind::kReplicate, NCDesign::RunKind::kCenter},
+      Generators());
+  WorksheetInfo sheet(&variables_);
+  sheet.CreateFromDesign(design);
+  ASSERT_EQ(sheet.GetExperimentCount(), 3);
+  struct Row {
+    int position;
+    double temp;
+    const char* cat;
+    const char* kind;
+  };
+  for (const Row row :
+       {Row{1, 10, "A", "design"}, Row{2, 30, "C", "replicate"}, Row{3, 20, "B", "center"}}) {
+    SCOPED_TRACE(row.position);
+    EXPECT_EQ(sheet.GetExperiment(row.position)->ExpNo(), row.position);
+    EXPECT_EQ(sheet.GetExperiment(row.position)->ExpName(), "N" + std::to_string(row.position));
+    EXPECT_EQ(sheet.GetFloatValue(row.position, "Temp"), row.temp);
+    EXPECT_EQ(sheet.GetStringValue(row.position, "Cat"), row.cat);
+    EXPECT_FALSE(sheet.GetExperiment(row.position)->HasValue(3));
+    EXPECT_EQ(sheet.GetRunKind(row.position), row.kind);
+  }
+  EXPECT_TRUE(sheet.IsCenterPoint(3));
+  NCDesign unknown(EDesign::kFullFactorial, "bad", {"Pressure"}, NCDataMatrix<float>(1, 1),
+                   NCDataMatrix<float>(1, 1), {1}, {NCDesign::RunKind::kDesign}, Generators());
+  EXPECT_THROW(sheet.CreateFromDesign(unknown), Exception);
+  EXPECT_EQ(sheet.GetExperimentCount(), 3);
+}
+
+TEST_F(WorksheetTest, FactorMatrixCodedAndUncoded) {
+  WorksheetInfo sheet = Sheet(2);
+  sheet.SetValue(1, "Temp", 15.0);
+  sheet.SetValue(1, "Cat", "C");
+  sheet.SetValue(2, "Cat", "unknown setting");
+  const FMatrix uncoded = sheet.GetFactorMatrix(false);
+  const FMatrix coded = sheet.GetFactorMatrix(true);
+  ASSERT_EQ(uncoded.GetRows(), 2);
+  ASSERT_EQ(uncoded.GetCols(), 3);  // Temp, Cat expanded into two columns
+  EXPECT_FLOAT_EQ(uncoded(1, 1), 15.0F);
+  EXPECT_FLOAT_EQ(coded(1, 1), -0.5F);
+  EXPECT_EQ(coded(2, 1), static_cast<float>(kUndefined));
+  const XFMatrix& coding = *variables_.GetFactor("Cat")->GetCodingMatrix();
+  for (int c = 1; c <= 2; ++c) {
+    EXPECT_EQ(uncoded(1, 1 + c), coding(3, c));
+    EXPECT_EQ(coded(1, 1 + c), coding(3, c));
+    EXPECT_EQ(coded(2, 1 + c), static_cast<float>(kUndefined));
+  }
+}
+
+TEST_F(WorksheetTest, TextAndJsonFormsRoundTrip) {
+  WorksheetInfo sheet = Sheet(3);
+  sheet.SetValue(1, "Temp", 0.1);
+  sheet.SetValue(1, "Cat", "A");
+  sheet.SetValue(2, "Yield", 1234567.25);
+  sheet.GetExperiment(2)->SetExcluded(Experiment::kOut);
+  sheet.GetExperiment(3)->SetCombinationID("K7");
+  sheet.GetExperiment(3)->SetExpName("Third");
+  sheet.SetRunOrderFloor(1);
+
+  auto check = [&](const WorksheetInfo& read) {
+    ASSERT_EQ(read.GetExperimentCount(), 3);
+    for (int p = 1; p <= 3; ++p) {
+      SCOPED_TRACE(p);
+      const Experiment& a = *sheet.GetExperiment(p);
+      const Experiment& b = *read.GetExperiment(p);
+      EXPECT_EQ(b.ExpNo(), a.ExpNo());
+      EXPECT_EQ(b.ExpName(), a.ExpName());
+      EXPECT_EQ(b.RunOrder(), a.RunOrder());
+      EXPECT_EQ(b.IsExcluded(), a.IsExcluded());
+      EXPECT_EQ(b.GetCombinationID(), a.GetCombinationID());
+      for (int i = 1; i <= 3; ++i) {
+        EXPECT_EQ(b.GetStringValue(i), a.GetStringValue(i));
+        EXPECT_EQ(b.GetFloatValue(i), a.GetFloatValue(i));
+      }
+    }
+  };
+  WorksheetInfo from_text(&variables_);
+  std::string message;
+  ASSERT_TRUE(from_text.FromText(sheet.ToText(), &message)) << message;
+  check(from_text);
+  EXPECT_EQ(sheet.ToText().substr(0, sheet.ToText().find('\n')),
+            "ExpNo\tCombination ID\tExpName\tRunOrder\tInOut\tTemp\tCat\tYield");
+
+  WorksheetInfo from_json(&variables_);
+  from_json.FromJson(ParseJson(DumpJson(sheet.ToJson())));
+  check(from_json);
+  EXPECT_EQ(from_json.GetRunOrderFloor(), 1);
+
+  const std::string path =
+      (std::filesystem::temp_directory_path() / "zubra_worksheet_test.txt").string();
+  sheet.WriteFile(path);
+  WorksheetInfo from_file(&variables_);
+  ASSERT_TRUE(from_file.ReadFile(path, &message)) << message;
+  check(from_file);
+  std::filesystem::remove(path);
+}
+
+TEST_F(WorksheetTest, BadStoredFormsChangeNothing) {
+  struct Row {
+    const char* name;
+    std::string text;
+  };
+  const Row rows[] = {
+      {"empty file", ""},
+      {"no ExpNo column", "ExpName\tRunOrder\tInOut\tTemp\nN1\t1\tIn\t3\n"},
+      {"bad run order", "ExpNo\tExpName\tRunOrder\tInOut\tTemp\n1\tN1\tx\tIn\t3\n"},
+      {"repeated number", "ExpNo\tExpName\tRunOrder\tInOut\n1\tN1\t1\tIn\n1\tN1\t2\tIn\n"},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.name);
+    WorksheetInfo sheet = Sheet(2);
+    std::string message;
+    EXPECT_FALSE(sheet.FromText(row.text, &message));
+    EXPECT_FALSE(message.empty());
+    EXPECT_EQ(sheet.GetExperimentCount(), 2);
+  }
+  WorksheetInfo sheet = Sheet(2);
+  EXPECT_FALSE(sheet.ReadFile("/nonexistent/zubra/worksheet.txt"));
+  const char* bad_json[] = {
+      R"({"rows": []})",
+      R"({"columns": ["ExpNo"], "rows": [[1.5]]})",
+      R"({"columns": ["ExpNo"], "rows": [[1], [1]]})",
+      R"({"columns": ["ExpName"], "rows": []})",
+  };
+  for (const char* text : bad_json) {
+    SCOPED_TRACE(text);
+    EXPECT_THROW(sheet.FromJson(ParseJson(text)), Exception);
+    EXPECT_EQ(sheet.GetExperimentCount(), 2);
+  }
+}
+
+}  // namespace
+}  // namespace zubra

@@ -1,0 +1,715 @@
+// The worksheet: experiments, run order and its randomization, stored forms, factor matrix.
+#include "zubra/worksheet/worksheet_info.h"
+
+#include <algorithm>
+#include <cmath>
+#include <locale>
+#include <random>
+#include <sstream>
+#include <utility>
+
+#include "zubra/platform/base/global_options.h"
+#include "zubra/platform/design/nc_design.h"
+#include "zubra/platform/util/atomic_file.h"
+#include "zubra/platform/util/exception.h"
+#include "zubra/platform/util/kt_string.h"
+#include "zubra/responses/response_manager.h"
+#include "zubra/variables/variables.h"
+
+namespace zubra {
+namespace {
+
+constexpr std::array<std::pair<Experiment::WorksheetColumns, const char*>, 6> kColumnNames = {{
+    {Experiment::kExpNo, "ExpNo"},
+    {Experiment::kCombinationID, "Combination ID"},
+    {Experiment::kExpName, "ExpName"},
+    {Experiment::kMoleculeNames, "Molecule Names"},
+    {Experiment::kRunOrder, "RunOrder"},
+    {Experiment::kInOut, "InOut"},
+}};
+
+std::string DefaultName(int exp_no) { return "N" + std::to_string(exp_no); }
+
+const char* RunKindText(NCDesign::RunKind kind) {
+  switch (kind) {
+    case NCDesign::RunKind::kDesign:
+      return "design";
+    case NCDesign::RunKind::kAxial:
+      return "axial";
+    case NCDesign::RunKind::kCenter:
+      return "center";
+    case NCDesign::RunKind::kReplicate:
+      return "replicate";
+  }
+  return "";
+}
+
+// True for the factors whose centre defines a centre point.
+bool JudgesCentre(const FactorClass& factor) {
+  const CEType::EType type = factor.GetType();
+  return factor.GetUse() == CEUse::kControlled &&
+         (type == CEType::kQuantitative || type == CEType::kMultilevel || type == CEType::kTime);
+}
+
+}  // namespace
+
+// ------------------------------------------------------------------ MT19937
+
+WorksheetInfo::MersenneTwister::MersenneTwister(std::uint32_t seed) {
+  state_[0] = seed;
+  for (int i = 1; i < kSize; ++i) {
+    const std::uint32_t previous = state_[static_cast<std::size_t>(i - 1)];
+    state_[static_cast<std::size_t>(i)] =
+        1812433253U * (previous ^ (previous >> 30)) + static_cast<std::uint32_t>(i);
+  }
+}
+
+std::uint32_t WorksheetInfo::MersenneTwister::operator()() {
+  constexpr int kShift = 397;
+  constexpr std::uint32_t kMatrixA = 0x9908B0DFU;
+  constexpr std::uint32_t kUpper = 0x80000000U;
+  constexpr std::uint32_t kLower = 0x7FFFFFFFU;
+  if (index_ >= kSize) {
+    for (int i = 0; i < kSize; ++i) {
+      const std::uint32_t y = (state_[static_cast<std::size_t>(i)] & kUpper) |
+                              (state_[static_cast<std::size_t>((i + 1) % kSize)] & kLower);
+      state_[static_cast<std::size_t>(i)] = state_[static_cast<std::size_t>((i + kShift) % kSize)] ^
+                                            (y >> 1) ^ ((y & 1U) != 0 ? kMatrixA : 0U);
+    }
+    index_ = 0;
+  }
+  std::uint32_t y = state_[static_cast<std::size_t>(index_++)];
+  y ^= y >> 11;
+  y ^= (y << 7) & 0x9D2C5680U;
+  y ^= (y << 15) & 0xEFC60000U;
+  y ^= y >> 18;
+  return y;
+}
+
+std::uint32_t WorksheetInfo::MersenneTwister::Uniform(std::uint32_t k) {
+  if (k <= 1) return 0;
+  constexpr std::uint32_t kMax = 0xFFFFFFFFU;
+  for (;;) {
+    const std::uint32_t r = (*this)();
+    if (r / k < kMax / k || kMax % k == k - 1) return r % k;
+  }
+}
+
+void WorksheetInfo::Shuffle(std::vector<int>& values, MersenneTwister& generator) {
+  for (std::size_t i = 1; i < values.size(); ++i) {
+    const std::uint32_t j = generator.Uniform(static_cast<std::uint32_t>(i + 1));
+    std::swap(values[i], values[j]);
+  }
+}
+
+std::uint32_t WorksheetInfo::NewSeed() {
+  if (GlobalOptions::Instance().FixedSeedForValidation(false)) return kSeedForValidation;
+  std::random_device source;
+  return source();
+}
+
+// ------------------------------------------------------------------ construction
+
+WorksheetInfo::WorksheetInfo(const Variables* variables, const ResponseManager* responses)
+    : variables_(variables), responses_(responses) {}
+
+WorksheetInfo::WorksheetInfo(const WorksheetInfo& other)
+    : variables_(other.variables_),
+      responses_(other.responses_),
+      run_kinds_(other.run_kinds_),
+      position_of_(other.position_of_),
+      run_order_floor_(other.run_order_floor_) {
+  experiments_.reserve(other.experiments_.size());
+  for (const auto& experiment : other.experiments_) {
+    experiments_.push_back(std::make_unique<Experiment>(*experiment));
+  }
+}
+
+WorksheetInfo& WorksheetInfo::operator=(const WorksheetInfo& other) {
+  if (this != &other) *this = WorksheetInfo(other);
+  return *this;
+}
+
+std::string WorksheetInfo::GetDefaultColumnName(Experiment::WorksheetColumns column) {
+  for (const auto& [code, name] : kColumnNames) {
+    if (code == column) return name;
+  }
+  return {};
+}
+
+bool WorksheetInfo::GetColumnFromName(std::string_view name, Experiment::WorksheetColumns* column) {
+  for (const auto& [code, text] : kColumnNames) {
+    if (KtStdString::EqualsNoCase(name, text)) {
+      if (column != nullptr) *column = code;
+      return true;
+    }
+  }
+  return false;
+}
+
+// ------------------------------------------------------------------ experiments
+
+void WorksheetInfo::Reindex() {
+  position_of_.clear();
+  for (std::size_t p = 0; p < experiments_.size(); ++p) {
+    position_of_[experiments_[p]->ExpNo()] = static_cast<int>(p + 1);
+  }
+}
+
+int WorksheetInfo::NextExpNo() const {
+  return position_of_.empty() ? 1 : std::max(position_of_.rbegin()->first, 0) + 1;
+}
+
+Experiment* WorksheetInfo::GetExperiment(int position) {
+  if (position < 1 || position > GetExperimentCount()) return nullptr;
+  return experiments_[static_cast<std::size_t>(position - 1)].get();
+}
+
+const Experiment* WorksheetInfo::GetExperiment(int position) const {
+  if (position < 1 || position > GetExperimentCount()) return nullptr;
+  return experiments_[static_cast<std::size_t>(position - 1)].get();
+}
+
+int WorksheetInfo::GetPosition(int exp_no) const {
+  const auto found = position_of_.find(exp_no);
+  return found == position_of_.end() ? 0 : found->second;
+}
+
+Experiment* WorksheetInfo::GetExperimentByNumber(int exp_no) {
+  return GetExperiment(GetPosition(exp_no));
+}
+
+std::unique_ptr<Experiment> WorksheetInfo::NewExperiment(int exp_no) const {
+  auto experiment = std::make_unique<Experiment>(exp_no, 0, false);
+  experiment->InitEmptyExperiment(variables_, responses_);
+  // Without a response manager the variable set still fixes the response cells.
+  const int cells = variables_ == nullptr ? 0 : variables_->GetVariableCount();
+  for (int i = experiment->GetNumValues() + 1; i <= cells; ++i) experiment->AddValue(kUndefined);
+  experiment->SetExpName(DefaultName(exp_no));
+  return experiment;
+}
+
+Experiment* WorksheetInfo::AddExperiment() {
+  const int exp_no = NextExpNo();
+  std::unique_ptr<Experiment> experiment = NewExperiment(exp_no);
+  Experiment* added = experiment.get();
+  InsertExperiment(std::move(experiment));
+  return added;
+}
+
+bool WorksheetInfo::InsertExperiment(std::unique_ptr<Experiment> experiment, int position) {
+  if (experiment == nullptr || experiment->ExpNo() < 1) return false;
+  if (position == -1) position = GetExperimentCount() + 1;
+  if (position < 1 || position > GetExperimentCount() + 1) return false;
+  if (GetPosition(experiment->ExpNo()) != 0) return false;
+  const auto offset = static_cast<std::ptrdiff_t>(position - 1);
+  experiments_.insert(experiments_.begin() + offset, std::move(experiment));
+  run_kinds_.insert(run_kinds_.begin() + offset, std::string());
+  Reindex();
+  return true;
+}
+
+bool WorksheetInfo::RemoveExperiment(int position) {
+  if (position < 1 || position > GetExperimentCount()) return false;
+  const auto offset = static_cast<std::ptrdiff_t>(position - 1);
+  experiments_.erase(experiments_.begin() + offset);
+  run_kinds_.erase(run_kinds_.begin() + offset);
+  Reindex();
+  return true;
+}
+
+void WorksheetInfo::Clear() {
+  experiments_.clear();
+  run_kinds_.clear();
+  position_of_.clear();
+}
+
+void WorksheetInfo::RenumberExperiments() {
+  for (std::size_t p = 0; p < experiments_.size(); ++p) {
+    Experiment& experiment = *experiments_[p];
+    const int exp_no = static_cast<int>(p + 1);
+    if (experiment.ExpName() == DefaultName(experiment.ExpNo())) {
+      experiment.SetExpName(DefaultName(exp_no));
+    }
+    experiment.SetExpNo(exp_no);
+  }
+  Reindex();
+}
+
+// ------------------------------------------------------------------ cells
+
+int WorksheetInfo::GetCellIndex(std::string_view variable) const {
+  return variables_ == nullptr ? 0 : variables_->GetSlot(variable);
+}
+
+bool WorksheetInfo::SetValue(int position, int cell, std::string_view text) {
+  Experiment* experiment = GetExperiment(position);
+  if (experiment == nullptr || cell < 1 || cell > experiment->GetNumValues()) return false;
+  experiment->SetUnformattedValue(cell, std::string(text).c_str());
+  return true;
+}
+
+bool WorksheetInfo::SetValue(int position, int cell, double value) {
+  Experiment* experiment = GetExperiment(position);
+  if (experiment == nullptr || cell < 1 || cell > experiment->GetNumValues()) return false;
+  experiment->SetValue(cell, value);
+  return true;
+}
+
+bool WorksheetInfo::SetValue(int position, std::string_view variable, std::string_view text) {
+  return SetValue(position, GetCellIndex(variable), text);
+}
+
+bool WorksheetInfo::SetValue(int position, std::string_view variable, double value) {
+  return SetValue(position, GetCellIndex(variable), value);
+}
+
+std::string WorksheetInfo::GetStringValue(int position, std::string_view variable) const {
+  const Experiment* experiment = GetExperiment(position);
+  return experiment == nullptr ? std::string() : experiment->GetStringValue(GetCellIndex(variable));
+}
+
+double WorksheetInfo::GetFloatValue(int position, std::string_view variable) const {
+  const Experiment* experiment = GetExperiment(position);
+  return experiment == nullptr ? kUndefined : experiment->GetFloatValue(GetCellIndex(variable));
+}
+
+int WorksheetInfo::ResponseBegin() const {
+  return variables_ == nullptr ? 0 : variables_->GetFactorCount() + 1;
+}
+
+bool WorksheetInfo::RunHasResponseValue(int position) const {
+  const Experiment* experiment = GetExperiment(position);
+  if (experiment == nullptr || variables_ == nullptr) return false;
+  for (int i = ResponseBegin(); i <= experiment->GetNumValues(); ++i) {
+    if (experiment->HasValue(i)) return true;
+  }
+  return false;
+}
+
+// ------------------------------------------------------------------ run order
+
+bool WorksheetInfo::IsEligible(const Experiment& experiment, int position) const {
+  return !experiment.IsExcluded() && !RunHasResponseValue(position) &&
+         experiment.RunOrder() > run_order_floor_;
+}
+
+void WorksheetInfo::SetRunOrder(int first, int last, int start, bool randomize, bool flag) {
+  if (first < 1) return;
+  if (last == -1) last = GetExperimentCount();
+  if (first > last) {
+    if (randomize) RandomizeRunOrder(first, last, flag);
+    return;
+  }
+  int counter = start == -1 ? first : start;
+  for (int p = first; p <= last; ++p) {
+    Experiment* experiment = GetExperiment(p);
+    if (experiment != nullptr && experiment->RunOrder() == 0) experiment->SetRunOrder(counter++);
+  }
+  if (randomize) RandomizeRunOrder(first, last, flag);
+}
+
+void WorksheetInfo::RandomizeRunOrder(int first, int last, bool flag) {
+  if (first < 1) return;
+  if (last == -1) last = GetExperimentCount();
+  std::vector<int> numbers;
+  std::vector<int> run_orders;
+  for (int p = first; p <= last; ++p) {
+    const Experiment* experiment = GetExperiment(p);
+    if (experiment == nullptr || !IsEligible(*experiment, p)) continue;
+    numbers.push_back(experiment->ExpNo());
+    run_orders.push_back(experiment->RunOrder());
+  }
+  MersenneTwister generator(NewSeed());
+  Shuffle(run_orders, generator);
+  for (std::size_t k = 0; k < numbers.size(); ++k) {
+    if (Experiment* experiment = GetExperimentByNumber(numbers[k])) {
+      experiment->SetRunOrder(run_orders[k]);
+    }
+  }
+  if (!RandomizeBlockedRunorder("Design set", flag) && !RandomizeBlockedRunorder("$Layer", flag)) {
+    RandomizeBlockedRunorder("$BlockV", flag);
+  }
+}
+
+bool WorksheetInfo::RandomizeBlockedRunorder(const char* factorName, bool /*flag*/) {
+  if (variables_ == nullptr || factorName == nullptr) return false;
+  const int cell = variables_->GetSlot(factorName);
+  if (cell == 0) return false;
+  const ResponseClass* variable = variables_->GetVariable(cell);
+  const auto* factor = variable != nullptr && variable->IsA() != CEVar::kResponse
+                           ? static_cast<const FactorClass*>(variable)
+                           : nullptr;
+  const bool qualitative = factor != nullptr && factor->IsQualitative();
+
+  // Group key: the setting index for a qualitative factor, the cell's text otherwise.
+  std::map<std::pair<int, std::string>, std::vector<int>> groups;
+  for (int p = 1; p <= GetExperimentCount(); ++p) {
+    const Experiment& experiment = *GetExperiment(p);
+    if (!IsEligible(experiment, p)) continue;
+    const std::string value = experiment.GetStringValue(cell);
+    const auto key = qualitative ? std::make_pair(factor->GetSettingIndex(value), std::string())
+                                 : std::make_pair(0, value);
+    groups[key].push_back(p);
+  }
+  MersenneTwister generator(NewSeed());
+  for (const auto& [key, positions] : groups) {
+    std::vector<int> run_orders;
+    run_orders.reserve(positions.size());
+    for (const int p : positions) run_orders.push_back(GetExperiment(p)->RunOrder());
+    Shuffle(run_orders, generator);
+    for (std::size_t k = 0; k < positions.size(); ++k) {
+      GetExperiment(positions[k])->SetRunOrder(run_orders[k]);
+    }
+  }
+  return true;
+}
+
+bool WorksheetInfo::IsCenterPoint(int position) const {
+  const Experiment* experiment = GetExperiment(position);
+  if (experiment == nullptr || variables_ == nullptr) return false;
+  bool judged = false;
+  for (int i = 1; i <= variables_->GetFactorCount(); ++i) {
+    const FactorClass* factor = variables_->GetIndexFactor(i);
+    if (factor == nullptr || !JudgesCentre(*factor)) continue;
+    if (!experiment->HasValue(i) || experiment->GetValueType(i) != Run::kNumber) return false;
+    const double centre = factor->GetCenterpoint(true);
+    const double span = std::fabs(factor->GetHigh(true) - factor->GetLow(true));
+    const double tolerance = 1e-9 * std::max(span, 1.0);
+    if (std::fabs(experiment->GetFloatValue(i) - centre) > tolerance) return false;
+    judged = true;
+  }
+  return judged;
+}
+
+bool WorksheetInfo::HasCenterPoint() const {
+  for (int p = 1; p <= GetExperimentCount(); ++p) {
+    if (IsCenterPoint(p)) return true;
+  }
+  return false;
+}
+
+bool WorksheetInfo::SetRunOrderToDetectCurvature() {
+  std::vector<int> centre_positions;
+  std::vector<int> other_positions;
+  std::vector<int> run_orders;
+  std::vector<int> eligible;
+  for (int p = 1; p <= GetExperimentCount(); ++p) {
+    if (IsEligible(*GetExperiment(p), p)) eligible.push_back(p);
+  }
+  // Present run order decides the order within each kind.
+  std::stable_sort(eligible.begin(), eligible.end(), [this](int a, int b) {
+    return GetExperiment(a)->RunOrder() < GetExperiment(b)->RunOrder();
+  });
+  for (const int p : eligible) {
+    (IsCenterPoint(p) ? centre_positions : other_positions).push_back(p);
+    run_orders.push_back(GetExperiment(p)->RunOrder());
+  }
+  const auto centres = static_cast<int>(centre_positions.size());
+  const auto n = static_cast<int>(run_orders.size());
+  if (centres == 0 || centres == n) return false;
+  std::vector<bool> taken(static_cast<std::size_t>(n), false);
+  for (int k = 0; k < centres; ++k) {
+    const int rank =
+        centres == 1 ? (n - 1) / 2 : (2 * k * (n - 1) + (centres - 1)) / (2 * (centres - 1));
+    taken[static_cast<std::size_t>(rank)] = true;
+    GetExperiment(centre_positions[static_cast<std::size_t>(k)])
+        ->SetRunOrder(run_orders[static_cast<std::size_t>(rank)]);
+  }
+  std::size_t next = 0;
+  for (int rank = 0; rank < n; ++rank) {
+    if (taken[static_cast<std::size_t>(rank)]) continue;
+    GetExperiment(other_positions[next++])->SetRunOrder(run_orders[static_cast<std::size_t>(rank)]);
+  }
+  return true;
+}
+
+// ------------------------------------------------------------------ design
+
+void WorksheetInfo::CreateFromDesign(const NCDesign& design) {
+  const int factor_columns = design.GetFactorCount();
+  std::vector<int> cells;
+  for (const std::string& name : design.GetFactorNames()) {
+    const int slot = variables_ == nullptr ? 0 : variables_->GetSlot(name);
+    if (slot == 0 || slot > variables_->GetFactorCount()) {
+      throw Exception(ExceptionMessage::translate("The design factor '{}' is not in the "
+                                                  "investigation.") %
+                      name);
+    }
+    cells.push_back(slot);
+  }
+  std::vector<std::unique_ptr<Experiment>> made;
+  std::vector<std::string> kinds;
+  const NCDataMatrix<float>& uncoded = design.GetUncoded();
+  for (int run = 0; run < design.GetRuns(); ++run) {
+    std::unique_ptr<Experiment> experiment = NewExperiment(run + 1);
+    for (int c = 0; c < factor_columns && c < static_cast<int>(cells.size()); ++c) {
+      const int cell = cells[static_cast<std::size_t>(c)];
+      const FactorClass* factor = variables_->GetIndexFactor(cell);
+      const double value = uncoded(run, c);
+      if (factor != nullptr && factor->IsQualitative()) {
+        experiment->SetValue(cell,
+                             factor->GetSetting(static_cast<int>(std::lround(value))).c_str());
+      } else {
+        experiment->SetValue(cell, value);
+      }
+    }
+    made.push_back(std::move(experiment));
+    const auto& run_kinds = design.GetRunKinds();
+    kinds.emplace_back(static_cast<std::size_t>(run) < run_kinds.size()
+                           ? RunKindText(run_kinds[static_cast<std::size_t>(run)])
+                           : "design");
+  }
+  experiments_ = std::move(made);
+  run_kinds_ = std::move(kinds);
+  Reindex();
+}
+
+std::string WorksheetInfo::GetRunKind(int position) const {
+  if (position < 1 || position > GetExperimentCount()) return {};
+  return run_kinds_[static_cast<std::size_t>(position - 1)];
+}
+
+// ------------------------------------------------------------------ factor matrix
+
+FMatrix WorksheetInfo::GetFactorMatrix(bool coded) const {
+  if (variables_ == nullptr) return FMatrix(GetExperimentCount(), 0);
+  const int columns = variables_->GetExpandedFactorCount();
+  FMatrix matrix(GetExperimentCount(), columns, static_cast<float>(kUndefined));
+  for (int p = 1; p <= GetExperimentCount(); ++p) {
+    const Experiment& experiment = *GetExperiment(p);
+    std::vector<float> row(static_cast<std::size_t>(columns), static_cast<float>(kUndefined));
+    int position = 0;
+    for (int i = 1; i <= variables_->GetFactorCount(); ++i) {
+      const FactorClass* factor = variables_->GetIndexFactor(i);
+      if (factor == nullptr) continue;
+      if (factor->IsQualitative()) {
+        factor->SetExpandedSettings(row.data(), experiment.GetStringValue(i).c_str(), position,
+                                    variables_, true);
+        continue;
+      }
+      double value = experiment.HasValue(i) && experiment.GetValueType(i) == Run::kNumber
+                         ? experiment.GetFloatValue(i)
+                         : kUndefined;
+      if (coded) {
+        if (value != kUndefined) value = factor->GetNormalizedFromPoint(value, true);
+        row[static_cast<std::size_t>(position++)] = static_cast<float>(value);
+      } else {
+        factor->SetExpandedSettings(row.data(), value, position, variables_);
+      }
+    }
+    for (int c = 1; c <= columns; ++c) matrix(p, c) = row[static_cast<std::size_t>(c - 1)];
+  }
+  return matrix;
+}
+
+// ------------------------------------------------------------------ stored forms
+
+std::vector<std::string> WorksheetInfo::CellNames() const {
+  std::vector<std::string> names;
+  if (variables_ == nullptr) return names;
+  for (int slot = 1; slot <= variables_->GetVariableCount(); ++slot) {
+    names.push_back(variables_->GetVariable(slot)->GetName());
+  }
+  return names;
+}
+
+std::string WorksheetInfo::ToText() const {
+  const bool any_combination =
+      std::any_of(experiments_.begin(), experiments_.end(),
+                  [](const auto& e) { return !e->GetCombinationID().empty(); });
+  const bool any_molecule = std::any_of(experiments_.begin(), experiments_.end(),
+                                        [](const auto& e) { return e->UseMolName(); });
+  std::vector<Experiment::WorksheetColumns> columns = {Experiment::kExpNo};
+  if (any_combination) columns.push_back(Experiment::kCombinationID);
+  columns.push_back(any_molecule ? Experiment::kMoleculeNames : Experiment::kExpName);
+  columns.push_back(Experiment::kRunOrder);
+  columns.push_back(Experiment::kInOut);
+
+  std::ostringstream out;
+  out.imbue(std::locale::classic());
+  out.precision(15);
+  for (const auto column : columns) out << GetDefaultColumnName(column) << '\t';
+  bool first = true;
+  for (const std::string& name : CellNames()) {
+    out << (first ? "" : "\t") << name;
+    first = false;
+  }
+  out << '\n';
+  for (const auto& experiment : experiments_) {
+    out << experiment->ExpNo() << '\t';
+    if (any_combination) out << experiment->GetCombinationID() << '\t';
+    out << (any_molecule ? experiment->MolName() : experiment->ExpName()) << '\t';
+    out << experiment->RunOrder() << '\t' << (experiment->IsExcluded() ? "Out" : "In") << '\t';
+    experiment->Run::Write(out, '\t');
+    out << '\n';
+  }
+  return out.str();
+}
+
+bool WorksheetInfo::FromText(std::string_view text, std::string* message) {
+  auto fail = [message](std::string why) {
+    if (message != nullptr) *message = std::move(why);
+    return false;
+  };
+  std::istringstream in{std::string(text)};
+  std::string header;
+  if (!std::getline(in, header)) return fail("The worksheet file is empty.");
+  if (!header.empty() && header.back() == '\r') header.pop_back();
+  const std::vector<std::string> names = KtStdString::Split(header, '\t');
+
+  std::vector<Experiment::WorksheetColumns> columns;
+  std::size_t k = 0;
+  for (; k < names.size(); ++k) {
+    Experiment::WorksheetColumns column{};
+    if (!GetColumnFromName(names[k], &column)) break;
+    columns.push_back(column);
+    if (column == Experiment::kInOut) {
+      ++k;
+      break;
+    }
+  }
+  if (std::find(columns.begin(), columns.end(), Experiment::kExpNo) == columns.end()) {
+    return fail("The worksheet file has no ExpNo column.");
+  }
+  // Cell of each variable column of the file; 0 for names the variable set lacks.
+  std::vector<int> cell_of;
+  for (; k < names.size(); ++k) cell_of.push_back(GetCellIndex(names[k]));
+
+  WorksheetInfo read(variables_, responses_);
+  read.run_order_floor_ = run_order_floor_;
+  std::string line;
+  int line_number = 1;
+  while (std::getline(in, line)) {
+    ++line_number;
+    if (KtStdString::Trim(line).empty()) continue;
+    std::istringstream line_in(line);
+    auto as_read = std::make_unique<Experiment>(0, 0, false);
+    if (!as_read->Read(line_in, '\t', columns)) {
+      return fail("Line " + std::to_string(line_number) + " of the worksheet file cannot be read.");
+    }
+    std::unique_ptr<Experiment> experiment = NewExperiment(as_read->ExpNo());
+    experiment->SetUseMolName(as_read->UseMolName());
+    experiment->SetExpName(as_read->ExpName());
+    experiment->SetMolName(as_read->MolName());
+    experiment->SetCombinationID(as_read->GetCombinationID());
+    experiment->SetRunOrder(as_read->RunOrder());
+    experiment->SetExcluded(as_read->GetInOut());
+    for (std::size_t c = 0; c < cell_of.size(); ++c) {
+      const int cell = cell_of[c];
+      const Run::VariableValue* value = as_read->GetCell(static_cast<int>(c + 1));
+      if (cell == 0 || value == nullptr) continue;
+      if (value->GetValueType() == Run::kText) {
+        experiment->SetValue(cell, value->GetStringValue().c_str());
+      } else if (value->GetValueType() == Run::kNumber) {
+        experiment->SetValue(cell, value->GetFloatValue());
+      }
+    }
+    const int exp_no = experiment->ExpNo();
+    if (!read.InsertExperiment(std::move(experiment))) {
+      return fail("Experiment number " + std::to_string(exp_no) + " is repeated or invalid.");
+    }
+  }
+  *this = std::move(read);
+  if (message != nullptr) message->clear();
+  return true;
+}
+
+void WorksheetInfo::WriteFile(const std::string& path) const {
+  WriteFileAtomically(path, ToText());
+}
+
+bool WorksheetInfo::ReadFile(const std::string& path, std::string* message) {
+  std::string text;
+  try {
+    text = ReadWholeFile(path);
+  } catch (const Exception& error) {
+    if (message != nullptr) *message = error.what();
+    return false;
+  }
+  return FromText(text, message);
+}
+
+json_value WorksheetInfo::ToJson() const {
+  const bool any_molecule = std::any_of(experiments_.begin(), experiments_.end(),
+                                        [](const auto& e) { return e->UseMolName(); });
+  json_value columns = json_value::array();
+  for (const auto column : Experiment::GetJsonColumns(any_molecule)) {
+    columns.push_back(GetDefaultColumnName(column));
+  }
+  json_value value_index = json_value::array();
+  const std::vector<std::string> names = CellNames();
+  for (std::size_t i = 0; i < names.size(); ++i) {
+    columns.push_back(names[i]);
+    value_index.push_back(static_cast<int>(i));
+  }
+  json_value rows = json_value::array();
+  for (const auto& experiment : experiments_) {
+    if (experiment->UseMolName() == any_molecule) {
+      rows.push_back(experiment->ToJson());
+    } else {
+      // Keep one column layout: write this row as if it used the common naming.
+      Experiment copy = *experiment;
+      copy.SetUseMolName(any_molecule);
+      rows.push_back(copy.ToJson());
+    }
+  }
+  json_value out = json_value::object();
+  out["columns"] = std::move(columns);
+  out["valueIndex"] = std::move(value_index);
+  out["rows"] = std::move(rows);
+  out["runOrderFloor"] = run_order_floor_;
+  return out;
+}
+
+void WorksheetInfo::FromJson(const json_value& json) {
+  const json_value* columns = FindMember(json, "columns");
+  const json_value* rows = FindMember(json, "rows");
+  if (columns == nullptr || !columns->is_array() || rows == nullptr || !rows->is_array()) {
+    throw Exception(ExceptionMessage::translate(
+        "Parse error: a worksheet needs the arrays 'columns' and 'rows'."));
+  }
+  std::vector<Experiment::WorksheetColumns> fixed;
+  std::vector<int> value_index;
+  bool in_fixed = true;
+  for (const json_value& name : *columns) {
+    if (!name.is_string()) {
+      throw Exception(ExceptionMessage::translate("Parse error: a column name must be a string."));
+    }
+    const std::string& text = name.get_ref<const std::string&>();
+    Experiment::WorksheetColumns column{};
+    if (in_fixed && GetColumnFromName(text, &column)) {
+      fixed.push_back(column);
+      if (column == Experiment::kInOut) in_fixed = false;
+      continue;
+    }
+    in_fixed = false;
+    value_index.push_back(GetCellIndex(text) - 1);
+  }
+  if (std::find(fixed.begin(), fixed.end(), Experiment::kExpNo) == fixed.end()) {
+    throw Exception(ExceptionMessage::translate("Parse error: a worksheet needs an ExpNo column."));
+  }
+  WorksheetInfo read(variables_, responses_);
+  read.run_order_floor_ = run_order_floor_;
+  if (const json_value* floor = FindMember(json, "runOrderFloor")) {
+    if (!IsInteger(*floor)) {
+      throw Exception(
+          ExceptionMessage::translate("Parse error: the run-order floor must be an int."));
+    }
+    read.run_order_floor_ = floor->get<int>();
+  }
+  for (const json_value& row : *rows) {
+    std::unique_ptr<Experiment> experiment = NewExperiment(0);
+    experiment->SetExpName("");
+    experiment->FromJson(row, fixed, value_index);
+    const int exp_no = experiment->ExpNo();
+    if (!read.InsertExperiment(std::move(experiment))) {
+      throw Exception(
+          ExceptionMessage::translate("Parse error: experiment number {} is repeated or invalid.") %
+          exp_no);
+    }
+  }
+  *this = std::move(read);
+}
+
+}  // namespace zubra
