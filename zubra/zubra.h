@@ -1,6 +1,7 @@
 // Zubra: the umbrella header. Includes every public class of the library.
 #pragma once
 
+#include <zubra/model/read_inclusions.h>
 #include <zubra/platform/base/c_alpha_lev.h>
 #include <zubra/platform/base/c_coeff.h>
 #include <zubra/platform/base/c_coeff_list.h>
@@ -55,6 +56,7 @@
 #include <zubra/platform/util/html_utilities.h>
 #include <zubra/platform/util/ini_file_section.h>
 #include <zubra/platform/util/json.h>
+#include <zubra/platform/util/key_value_list.h>
 #include <zubra/platform/util/kt_string.h>
 #include <zubra/platform/util/tinyxml2_section.h>
 #include <zubra/platform/util/unique_id.h>
@@ -65,7 +67,11 @@
 #include <zubra/responses/response_class.h>
 #include <zubra/responses/response_ex.h>
 #include <zubra/responses/response_manager.h>
+#include <zubra/responses/response_model.h>
 #include <zubra/variables/factor_class.h>
 #include <zubra/variables/factor_value.h>
 #include <zubra/variables/variable_utilities.h>
 #include <zubra/variables/variables.h>
+#include <zubra/worksheet/experiment.h>
+#include <zubra/worksheet/run.h>
+#include <zubra/worksheet/worksheet_info.h>
