@@ -33,10 +33,8 @@ Variables Set(const std::vector<std::string>& tokens) {
     const char kind = token.back();
     std::string name = token.substr(0, token.size() - 2);
     auto factor = std::make_unique<FactorClass>();
-    if (name.back() == '~') {
-      name.pop_back();
-      factor->SetTransform(Transform(TraData::kLog, 1.0, 0.0, kU));
-    }
+    if (name.back() == '~') factor->SetTransform(Transform(TraData::kLog, 1.0, 0.0, kU));
+    if (name.back() == '~') name.pop_back();
     factor->SetName(name);
     factor->SetAbbr(name);
     if (kind == 'c') factor->SetSettings({"a", "b", "c"}, CEType::kQualitative, CEUse::kControlled);
@@ -44,8 +42,7 @@ Variables Set(const std::vector<std::string>& tokens) {
     if (kind == 'm') factor->SetValue(0.0, 1.0, CEType::kFormulation, true);
     if (kind == 'q' || kind == 'u') factor->SetValue(0.0, 10.0, CEType::kQuantitative, kind == 'q');
     // The name check would refuse a tab, which the writer must survive.
-    const bool skip_check = name.find('\t') != std::string::npos;
-    EXPECT_EQ(set.Add(std::move(factor), skip_check), Variables::kOk) << token;
+    EXPECT_EQ(set.Add(std::move(factor), name.find('\t') != std::string::npos), Variables::kOk);
   }
   return set;
 }
@@ -53,8 +50,7 @@ Variables Set(const std::vector<std::string>& tokens) {
 // Value names A B Q M1 M2 F (indices 1..6); the uncontrolled U is not a constraint factor.
 Variables MixedSet() { return Set({"A:q", "B:q", "U:u", "Q:c", "M1:m", "M2:m", "F:f"}); }
 constexpr int kA = 1, kB = 2, kQ = 3, kM1 = 4, kM2 = 5, kF = 6;
-// Value names A B Q (indices 1..3, as in MixedSet).
-Variables SmallSet() { return Set({"A:q", "B:q", "Q:c"}); }
+Variables SmallSet() { return Set({"A:q", "B:q", "Q:c"}); }  // A B Q, indices as above
 
 CI::Constraint* Add(CI& info, CI::ExcludeType type, const Coefficients& coefficients,
                     double limit) {
@@ -64,16 +60,15 @@ CI::Constraint* Add(CI& info, CI::ExcludeType type, const Coefficients& coeffici
   return constraint;
 }
 
-// "type limit | c1 c2 ..." of every constraint, "-" for a coefficient not given.
+// "type limit | c1 c2 ..." of every constraint, "-" for a number not given.
 std::string Describe(const CI& info) {
+  auto number = [](double v) { return v == kU ? std::string("-") : KtString::FormatShortest(v); };
   std::string out;
   for (int i = 1; i <= info.NumConstraints(); ++i) {
     const CI::Constraint* c = info.GetConstraint(i);
-    out += (i > 1 ? "; " : "") + std::to_string(c->GetExcludeType()) + " " +
-           (c->GetLimit() == kU ? "-" : KtString::FormatShortest(c->GetLimit())) + " |";
-    for (int v = 1; v <= c->GetNumberOfValues(); ++v) {
-      out += " " + (c->HasValue(v) ? KtString::FormatShortest(c->GetValue(v)) : "-");
-    }
+    out += (i > 1 ? "; " : "") + std::to_string(c->GetExcludeType()) + " " + number(c->GetLimit()) +
+           " |";
+    for (int v = 1; v <= c->GetNumberOfValues(); ++v) out += " " + number(c->GetValue(v));
   }
   return out;
 }
@@ -86,30 +81,29 @@ struct TempDir {
   [[nodiscard]] std::string File(const std::string& name) const { return (dir / name).string(); }
 };
 
-TEST(ConstraintsInfo, ValueNamesAreTheControlledFactorsAndGetIndexFindsThem) {
+TEST(ConstraintsInfo, ValueNamesAreTheControlledFactorsAndLookupIgnoresCase) {
   const Variables set = MixedSet();
-  const CI info(&set);
+  CI info(&set);
   std::string names;
   for (int i = 0; i <= info.NumValues() + 1; ++i) names += "[" + info.ValueName(i) + "]";
   EXPECT_EQ(names, "[][A][B][Q][M1][M2][F][]");
-  struct Row {
-    const char* name;
-    int index;
-  };
-  const std::vector<Row> rows = {
-      {"A", kA}, {"b", kB}, {"Q~", kQ}, {"M1", kM1}, {"m2", kM2}, {"F", kF},
-      {"U", -1}, {"", -1},  {"~", -1},  {"A~~", -1}, {"Zed", -1},
-  };
-  for (const Row& row : rows) {
-    SCOPED_TRACE(row.name);
-    EXPECT_EQ(info.GetIndex(row.name), row.index);
+  const std::pair<const char*, int> lookups[] = {{"b", kB}, {"Q~", kQ},  {"m2", kM2},
+                                                 {"F", kF}, {"U", -1},   {"", -1},
+                                                 {"~", -1}, {"A~~", -1}, {"Zed", -1}};
+  for (const auto& [name, index] : lookups) {
+    EXPECT_EQ(info.GetIndex(name), index) << name;
   }
   EXPECT_EQ(CI(nullptr).NumValues(), 0);
+  Add(info, CI::kLess, {}, 1);
+  EXPECT_FALSE(info.HasAnyConstrains() || info.HasConstraints("A"));
+  Add(info, CI::kLess, {{kF, 2}}, 1);  // the last value index
+  EXPECT_TRUE(info.HasAnyConstrains() && info.HasConstraints("f"));
+  EXPECT_FALSE(info.HasConstraints("A") || info.HasConstraints("U") || info.HasConstraints(""));
 }
 
 TEST(ConstraintsInfo, ValidityForbidsMixingMixtureAndProcessFactors) {
   const Variables set = MixedSet();
-  const CI info(&set);
+  CI info(&set);
   struct Row {
     const char* name;
     Coefficients coefficients;
@@ -121,9 +115,6 @@ TEST(ConstraintsInfo, ValidityForbidsMixingMixtureAndProcessFactors) {
       {"two formulation", {{kM1, 1}, {kM2, -2}}, 0.5, true},
       {"filler and formulation", {{kF, 1}, {kM1, 1}}, 0.5, true},
       {"filler and quantitative", {{kF, 1}, {kB, 1}}, 0.5, false},
-      {"two quantitative", {{kA, 1}, {kB, 2}}, 10, true},
-      {"only qualitative", {{kQ, 3}}, 1, true},
-      {"qualitative and quantitative", {{kQ, 3}, {kA, 1}}, 1, true},
       {"qualitative and formulation", {{kQ, 3}, {kM1, 1}}, 1, true},
       {"zero coefficient counts", {{kA, 0}}, 1, true},
       {"no coefficient", {}, 1, false},
@@ -137,24 +128,20 @@ TEST(ConstraintsInfo, ValidityForbidsMixingMixtureAndProcessFactors) {
     EXPECT_EQ(info.IsValid(&constraint), row.valid);
   }
   EXPECT_FALSE(info.IsValid(nullptr));
-
-  // Without constraint factors nothing is valid; with no constraints the set is valid.
+  // The whole set: valid with no constraints, invalid as soon as one is.
   const Variables empty;
   CI none(&empty);
-  EXPECT_TRUE(none.IsValid());
+  EXPECT_TRUE(none.IsValid() && info.IsValid());
   Add(none, CI::kLess, {}, 1.0);
-  EXPECT_FALSE(none.IsValid());
-
-  CI two(&set);
-  Add(two, CI::kLess, {{kA, 1}}, 1.0);
-  EXPECT_TRUE(two.IsValid());
-  Add(two, CI::kLess, {{kA, 1}, {kM1, 1}}, 1.0);
-  EXPECT_FALSE(two.IsValid());
+  Add(info, CI::kLess, {{kA, 1}}, 1.0);
+  EXPECT_TRUE(info.IsValid());
+  Add(info, CI::kLess, {{kA, 1}, {kM1, 1}}, 1.0);
+  EXPECT_FALSE(none.IsValid() || info.IsValid());
 }
 
 TEST(ConstraintsInfo, PointsOnTheLimitStayAndQualitativeCoefficientsDoNotCount) {
   const Variables set = MixedSet();
-  // 1*A + 2*B against 10; Q carries a coefficient that must not enter the sum (x(Q) = 1).
+  // 1*A + 2*B against the limit; Q carries a coefficient that must not enter the sum (x(Q) = 1).
   struct Row {
     const char* name;
     CI::ExcludeType type;
@@ -175,19 +162,28 @@ TEST(ConstraintsInfo, PointsOnTheLimitStayAndQualitativeCoefficientsDoNotCount) 
     SCOPED_TRACE(row.name);
     CI info(&set);
     Add(info, row.type, {{kA, 1}, {kB, 2}, {kQ, 5}}, row.limit);
+    Add(info, CI::kGreater, {{kM1, 1}}, 100);  // never excludes
     FVector x(info.NumValues());
     x(kA) = row.a;
     x(kB) = row.b;
     x(kQ) = 1.0F;
-    EXPECT_EQ(info.IsConstrained(x), row.excluded);
-    // A second constraint that never excludes does not change the answer.
-    Add(info, CI::kGreater, {{kM1, 1}}, 100);
     EXPECT_EQ(info.IsConstrained(x), row.excluded);
   }
   // A constraint on the qualitative factor alone compares the sum 0 with its limit.
   CI only_qualitative(&set);
   Add(only_qualitative, CI::kLess, {{kQ, 5}}, 3);
   EXPECT_TRUE(only_qualitative.IsConstrained(FVector(only_qualitative.NumValues())));
+  // Whole matrices: the excluded rows are listed from 1; missing columns count as 0.
+  const Variables small = SmallSet();
+  CI info(&small);
+  EXPECT_EQ(info.GetConstraintRows(nullptr), nullptr);
+  const FMatrix points{{1, 1, 0}, {9, 9, 0}, {5, 0, 0}, {0, 0, 0}, {2, 4, 0}};
+  EXPECT_EQ(*info.GetConstraintRows(&points), std::vector<int>{});
+  Add(info, CI::kGreater, {{kA, 1}, {kB, 2}}, 10);  // 9,9 is out; 2,4 lies on the limit
+  Add(info, CI::kLess, {{kA, 1}}, 0.5);             // the origin is out
+  EXPECT_EQ(*info.GetConstraintRows(&points), (std::vector<int>{2, 4}));
+  const FMatrix narrow{{0.25F}, {20}};
+  EXPECT_EQ(*info.GetConstraintRows(&narrow), (std::vector<int>{1, 2}));
 }
 
 TEST(ConstraintsInfo, RowsAreBackTransformedAndWalkedByExpandedColumns) {
@@ -195,9 +191,8 @@ TEST(ConstraintsInfo, RowsAreBackTransformedAndWalkedByExpandedColumns) {
   const Variables set = Set({"A~:q", "U:u", "Q:c", "B:q"});
   CI info(&set);
   ASSERT_EQ(info.NumValues(), 3);  // A Q B
-  const float log60 = static_cast<float>(std::log10(60.0));
-  const float log4 = static_cast<float>(std::log10(4.0));
-
+  const auto log60 = static_cast<float>(std::log10(60.0));
+  const auto log4 = static_cast<float>(std::log10(4.0));
   struct Row {
     const char* name;
     std::vector<float> row;
@@ -226,28 +221,24 @@ TEST(ConstraintsInfo, RowsAreBackTransformedAndWalkedByExpandedColumns) {
 
 TEST(ConstraintsInfo, ConstraintMatrixRowsAreOrientedAlike) {
   const Variables set = SmallSet();
-  struct Spec {
+  struct Made {
     CI::ExcludeType type;
     Coefficients coefficients;
     double limit;
   };
   struct Row {
     const char* name;
-    std::vector<Spec> constraints;
+    std::vector<Made> constraints;
     std::optional<FMatrix> matrix;
-    // false where a constraint has no operator, or no term outside the qualitative factor
-    // (the point test then compares the sum 0 with its limit; the matrix has no row for it)
-    bool agrees_with_points = true;
   };
   const std::vector<Row> rows = {
       {"less than", {{CI::kLess, {{kA, 1}, {kB, 2}}, 10}}, FMatrix{{1, 2, -10}}},
       {"greater than", {{CI::kGreater, {{kA, 1}, {kB, 2}}, 10}}, FMatrix{{-1, -2, 10}}},
-      {"no operator as greater", {{CI::kNoOperator, {{kB, 3}}, 1}}, FMatrix{{0, -3, 1}}, false},
+      {"no operator as greater", {{CI::kNoOperator, {{kB, 3}}, 1}}, FMatrix{{0, -3, 1}}},
       {"qualitative column left out", {{CI::kLess, {{kQ, 7}, {kA, 1}}, 2}}, FMatrix{{1, 0, -2}}},
       {"only qualitative takes no part",
        {{CI::kLess, {{kQ, 7}}, 2}, {CI::kGreater, {{kB, 1}}, 4}},
-       FMatrix{{0, -1, 4}},
-       false},
+       FMatrix{{0, -1, 4}}},
       {"two rows in order",
        {{CI::kGreater, {{kA, 0.5}}, 1}, {CI::kLess, {{kA, 1}, {kB, -1}}, -3}},
        FMatrix{{-0.5F, 0, 1}, {1, -1, 3}}},
@@ -257,38 +248,13 @@ TEST(ConstraintsInfo, ConstraintMatrixRowsAreOrientedAlike) {
   for (const Row& row : rows) {
     SCOPED_TRACE(row.name);
     CI info(&set);
-    for (const Spec& spec : row.constraints) Add(info, spec.type, spec.coefficients, spec.limit);
+    for (const Made& made : row.constraints) Add(info, made.type, made.coefficients, made.limit);
     const std::unique_ptr<FMatrix> matrix = info.CreateConstraintMatrix();
     ASSERT_EQ(matrix != nullptr, row.matrix.has_value());
-    if (!matrix) continue;
-    EXPECT_TRUE(*matrix == *row.matrix) << matrix->AsEigen();
-    if (!row.agrees_with_points) continue;
-
-    // A row is negative exactly at the points IsConstrained excludes.
-    for (float a = -4.75F; a <= 5.0F; a += 1.5F) {
-      for (float b = -4.75F; b <= 5.0F; b += 1.5F) {
-        bool by_matrix = false;
-        for (int r = 1; r <= matrix->GetRows(); ++r) {
-          by_matrix |= (*matrix)(r, 1) * a + (*matrix)(r, 2) * b + (*matrix)(r, 3) < 0.0F;
-        }
-        EXPECT_EQ(info.IsConstrained(FVector{a, b, 0.0F}), by_matrix) << a << ", " << b;
-      }
+    if (matrix) {
+      EXPECT_TRUE(*matrix == *row.matrix) << matrix->AsEigen();
     }
   }
-}
-
-TEST(ConstraintsInfo, ConstraintRowsListTheExcludedRowsFromOne) {
-  const Variables set = SmallSet();
-  CI info(&set);
-  EXPECT_EQ(info.GetConstraintRows(nullptr), nullptr);
-  const FMatrix points{{1, 1, 0}, {9, 9, 0}, {5, 0, 0}, {0, 0, 0}, {2, 4, 0}};
-  EXPECT_EQ(*info.GetConstraintRows(&points), std::vector<int>{});
-  Add(info, CI::kGreater, {{kA, 1}, {kB, 2}}, 10);  // 9,9 is out; 2,4 lies on the limit
-  Add(info, CI::kLess, {{kA, 1}}, 0.5);             // the origin is out
-  EXPECT_EQ(*info.GetConstraintRows(&points), (std::vector<int>{2, 4}));
-  // A matrix narrower than the value names counts the missing values as 0.
-  const FMatrix narrow{{0.25F}, {20}};
-  EXPECT_EQ(*info.GetConstraintRows(&narrow), (std::vector<int>{1, 2}));
 }
 
 TEST(ConstraintsInfo, RemovingClosesTheGapAndRefusalsChangeNothing) {
@@ -311,43 +277,36 @@ TEST(ConstraintsInfo, RemovingClosesTheGapAndRefusalsChangeNothing) {
   EXPECT_EQ(info.GetConstraint(2), nullptr);
 }
 
-TEST(ConstraintsInfo, HasConstraintsLooksAtOneFactorAndHasAnyAtAll) {
-  const Variables set = MixedSet();
-  CI info(&set);
-  Add(info, CI::kLess, {}, 1);
-  EXPECT_FALSE(info.HasAnyConstrains() || info.HasConstraints("A"));
-  Add(info, CI::kLess, {{kF, 2}}, 1);  // the last value index
-  EXPECT_TRUE(info.HasAnyConstrains() && info.HasConstraints("f"));
-  EXPECT_FALSE(info.HasConstraints("A") || info.HasConstraints("U") || info.HasConstraints(""));
-}
-
-// ------------------------------------------------------------------ JSON
-
-TEST(ConstraintsInfo, JsonTableWritesEmptyStringsForMissingNumbers) {
+TEST(ConstraintsInfo, JsonTableWritesEmptyStringsForMissingNumbersAndReadsBack) {
   const Variables set = SmallSet();
   CI info(&set);
-  Add(info, CI::kLess, {{kA, 1}, {kB, 2.5}}, 10);
+  Add(info, CI::kLess, {{kA, 1}, {kB, 1.0 / 3.0}}, 1e-7);
   Add(info, CI::kGreater, {{kB, -0.125}}, kU);
   Add(info, CI::kNoOperator, {{kQ, 3}}, 0);
   const json_value expected = ParseJson(R"({
       "columns": ["A", "B", "Q", "Operator", "Limit"],
-      "data": [[1.0, 2.5, "", "<", 10.0],
+      "data": [[1.0, 0.3333333333333333, "", "<", 1e-7],
                ["", -0.125, "", ">", ""],
                ["", "", 3.0, ">", 0.0]]})");
   EXPECT_EQ(info.ToJson(), expected) << DumpJson(info.ToJson());
+  // Read back (with a limit, which reading demands); no operator is written and read as ">".
+  info.GetConstraint(2)->SetLimit(-0.3);
+  CI back(&set);
+  back.FromJson(ParseJson(DumpJson(info.ToJson())));
+  EXPECT_EQ(Describe(back), "1 1e-07 | 1 0.3333333333333333 -; 2 -0.3 | - -0.125 -; 2 0 | - - 3");
 }
 
 TEST(ConstraintsInfo, JsonReadingReportsBadTablesAndKeepsEarlierRows) {
   const Variables set = SmallSet();
   const std::string kMissing = "Parse error. Constraint operator and/or limits columns missing.";
   const std::string kLimit = "Parse error. Constraint limit value should be a number.";
+  const std::string kBefore = "2 5 | 1 - -";  // what the container held before
   struct Row {
     const char* name;
     const char* json;
     std::string error;  // empty: no error
     std::string after;  // Describe() afterwards
   };
-  const std::string kBefore = "2 5 | 1 - -";
   const std::vector<Row> rows = {
       {"not an object", "[1, 2]", kMissing, kBefore},
       {"no columns", R"({"data": []})", kMissing, kBefore},
@@ -357,20 +316,15 @@ TEST(ConstraintsInfo, JsonReadingReportsBadTablesAndKeepsEarlierRows) {
       {"limit text in second row",
        R"({"columns": ["A", "Operator", "Limit"], "data": [[1, "<", 2], [2, ">", "3"], [3, "<", 4]]})",
        kLimit, "1 2 | 1 - -"},
-      {"limit empty string in first row",
-       R"({"columns": ["A", "Operator", "Limit"], "data": [[1, "<", ""]]})", kLimit, ""},
+      {"limit empty string", R"({"columns": ["A", "Operator", "Limit"], "data": [[1, "<", ""]]})",
+       kLimit, ""},
       {"short row", R"({"columns": ["A", "Operator", "Limit"], "data": [[1, "<"]]})", kLimit, ""},
-      {"columns in any order, unknown ignored",
-       R"({"columns": ["Limit", "Zed", "B", "Operator", "A"],
-           "data": [[7, 99, 2, ">", 1]]})",
-       "", "2 7 | 1 2 -"},
-      {"empty string and text coefficients",
-       R"({"columns": ["A", "B", "Q", "Operator", "Limit"], "data": [["", "x", 0, "<", -1]]})", "",
-       "1 -1 | - - 0"},
-      {"unknown operator", R"({"columns": ["A", "Operator", "Limit"], "data": [[1, "=", 1]]})", "",
-       "0 1 | 1 - -"},
-      {"factor columns match in any case",
-       R"({"columns": ["a", "Operator", "Limit"], "data": [[4, "<", 1.5]]})", "", "1 1.5 | 4 - -"},
+      {"any column order and case, unknown ignored",
+       R"({"columns": ["Limit", "Zed", "b", "Operator", "A"], "data": [[7, 99, 2, ">", 1]]})", "",
+       "2 7 | 1 2 -"},
+      {"empty string and text coefficients, unknown operator",
+       R"({"columns": ["A", "B", "Q", "Operator", "Limit"], "data": [["", "x", 0, "=", -1]]})", "",
+       "0 -1 | - - 0"},
   };
   for (const Row& row : rows) {
     SCOPED_TRACE(row.name);
@@ -386,57 +340,35 @@ TEST(ConstraintsInfo, JsonReadingReportsBadTablesAndKeepsEarlierRows) {
   }
 }
 
-// ------------------------------------------------------------------ text file
-
-TEST(ConstraintsInfo, WriteLaysOutTheTabSeparatedTable) {
+TEST(ConstraintsInfo, TextFileLayoutAndRoundTrip) {
   TempDir temp;
-  const Variables set = SmallSet();
+  const Variables set = MixedSet();
   CI info(&set);
-  Add(info, CI::kLess, {{kA, 1}, {kB, 2}}, 10);
-  Add(info, CI::kGreater, {{kB, 0.1}, {kQ, -1e-7}}, kU);
-  Add(info, CI::kNoOperator, {}, -2.5);
+  Add(info, CI::kLess, {{kA, 0.1}, {kB, 1.0 / 3.0}}, 10);
+  Add(info, CI::kGreater, {{kM1, -1e-7}, {kF, 4.5e12}}, kU);
+  Add(info, CI::kNoOperator, {{kQ, 1}}, -2.5);
   const std::string path = temp.File("c.txt");
   ASSERT_TRUE(info.Write(path.c_str()));
   const std::string written = ReadWholeFile(path);
   EXPECT_EQ(written,
-            "Inc/Excl\tA\tB\tQ\t\tLimits\n"
-            "Excl\t1\t2\t\t<\t10\n"
-            "Excl\t\t0.1\t-1e-07\t>\t\n"
-            "Excl\t\t\t\t>\t-2.5\n");
+            "Inc/Excl\tA\tB\tQ\tM1\tM2\tF\t\tLimits\n"
+            "Excl\t0.1\t0.3333333333333333\t\t\t\t\t<\t10\n"
+            "Excl\t\t\t\t-1e-07\t\t4.5e+12\t>\t\n"
+            "Excl\t\t\t1\t\t\t\t>\t-2.5\n");
+  CI back(&set);
+  EXPECT_FALSE(back.Read(path.c_str()));  // the writer leaves the operator header empty
+  std::string text = written;
+  WriteFileAtomically(path, text.replace(text.find("\t\tLimits"), 8, "\tOperator\tLimits"));
+  ASSERT_TRUE(back.Read(path.c_str()));
+  ASSERT_EQ(back.NumConstraints(), 3);
+  for (int i = 1; i <= 2; ++i) EXPECT_TRUE(*back.GetConstraint(i) == *info.GetConstraint(i)) << i;
+  EXPECT_EQ(back.GetConstraint(3)->GetExcludeType(), CI::kGreater);
 
-  EXPECT_FALSE(info.Write(temp.File("missing/c.txt").c_str()));
-  EXPECT_FALSE(info.Write(nullptr));
-
+  EXPECT_FALSE(info.Write(temp.File("missing/c.txt").c_str()) || info.Write(nullptr));
   // A name that would break the layout is refused, and the file on disk stays as it was.
   const Variables odd = Set({"Tab\tbed:q"});
   EXPECT_FALSE(CI(&odd).Write(path.c_str()));
-  EXPECT_EQ(ReadWholeFile(path), written);
-}
-
-TEST(ConstraintsInfo, BothStoredFormsRoundTripEveryConstraint) {
-  TempDir temp;
-  const Variables set = MixedSet();
-  CI info(&set);
-  Add(info, CI::kLess, {{kA, 0.1}, {kB, 1.0 / 3.0}}, 1e-7);
-  Add(info, CI::kGreater, {{kM1, -2}, {kF, 4.5e12}}, -0.3);
-  Add(info, CI::kLess, {{kQ, 1}}, 0);
-
-  CI from_json(&set);
-  from_json.FromJson(ParseJson(DumpJson(info.ToJson())));
-  EXPECT_EQ(Describe(from_json), Describe(info));
-
-  const std::string path = temp.File("round.txt");
-  ASSERT_TRUE(info.Write(path.c_str()));
-  CI from_text(&set);
-  EXPECT_FALSE(from_text.Read(path.c_str()));  // the writer leaves the operator header empty
-  std::string text = ReadWholeFile(path);
-  text.replace(text.find("\t\tLimits"), 8, "\tOperator\tLimits");
-  WriteFileAtomically(path, text);
-  ASSERT_TRUE(from_text.Read(path.c_str()));
-  for (int i = 1; i <= info.NumConstraints(); ++i) {
-    EXPECT_TRUE(*from_json.GetConstraint(i) == *info.GetConstraint(i)) << i;
-    EXPECT_TRUE(*from_text.GetConstraint(i) == *info.GetConstraint(i)) << i;
-  }
+  EXPECT_EQ(ReadWholeFile(path), text);
 }
 
 TEST(ConstraintsInfo, ReadAcceptsWhatEditorsWriteAndRefusesBadFilesWhole) {
@@ -448,11 +380,8 @@ TEST(ConstraintsInfo, ReadAcceptsWhatEditorsWriteAndRefusesBadFilesWhole) {
     std::optional<std::string> after;    // nullopt: refused, nothing changes
   };
   const std::vector<Row> rows = {
-      {"plain", "Inc/Excl\tA\tB\tQ\tOperator\tLimits\nExcl\t1\t2\t\t<\t10\n", "1 10 | 1 2 -"},
       {"crlf and byte-order mark",
-       "\xEF\xBB\xBF"
-       "A\tB\tOperator\tLimit\r\n1\t\t>\t3\r\n\t2\t<\t4\r\n",
-       "2 3 | 1 - -; 1 4 | - 2 -"},
+       "\xEF\xBB\xBFInc/Excl\tA\tB\tOperator\tLimit\r\nExcl\t1\t\t>\t3\r\n", "2 3 | 1 - -"},
       {"old mac line ends", "A\tOperator\tLimit\r1\t<\t2\r", "1 2 | 1 - -"},
       {"blank lines skipped", "\n\nA\tOperator\tLimit\n\n1\t<\t2\n \t\t\n\n3\t>\t4\n\n",
        "1 2 | 1 - -; 2 4 | 3 - -"},
@@ -481,8 +410,7 @@ TEST(ConstraintsInfo, ReadAcceptsWhatEditorsWriteAndRefusesBadFilesWhole) {
     EXPECT_EQ(Describe(info), row.after.value_or("2 9 | - - 9"));
   }
   CI info(&set);
-  EXPECT_FALSE(info.Read(nullptr));
-  EXPECT_FALSE(info.Read(temp.dir.string().c_str()));  // a folder
+  EXPECT_FALSE(info.Read(nullptr) || info.Read(temp.dir.string().c_str()));  // a folder
 }
 
 }  // namespace

@@ -18,105 +18,83 @@ namespace {
 constexpr double kU = -99.0;
 using Limits = ResponseClass::Limits;
 using Type = ResponseEx::EResponseType;
+using D = Desirability;
 
 TEST(ResponseEx, TypeTextsRoundTripAndUnknownsReadAsNotDefined) {
-  const std::vector<std::pair<Type, const char*>> rows = {{ResponseEx::kNotDefined, "NotDefined"},
-                                                          {ResponseEx::kRegular, "Regular"},
-                                                          {ResponseEx::kLinked, "Linked"},
-                                                          {ResponseEx::kDerived, "Derived"},
-                                                          {ResponseEx::kAll, "All"}};
-  for (const auto& [code, text] : rows) {
-    SCOPED_TRACE(text);
-    EXPECT_EQ(ResponseEx::GetStringFromType(code), text);
-    EXPECT_EQ(ResponseEx::GetTypeFromString(ResponseEx::GetStringFromType(code)), code);
+  const char* texts[] = {"NotDefined", "Regular", "Linked", "Derived", "All"};
+  for (int code = 0; code < 5; ++code) {
+    EXPECT_EQ(ResponseEx::GetStringFromType(static_cast<Type>(code)), texts[code]);
+    EXPECT_EQ(ResponseEx::GetTypeFromString(texts[code]), code);
   }
   EXPECT_EQ(ResponseEx::GetStringFromType(static_cast<Type>(7)), "NotDefined");
   EXPECT_EQ(ResponseEx::GetStringFromType(static_cast<Type>(-1)), "NotDefined");
   for (const char* text : {"regular", "LINKED", "", "Derived ", "Measured"}) {
-    SCOPED_TRACE(text);
-    EXPECT_EQ(ResponseEx::GetTypeFromString(text), ResponseEx::kNotDefined);
+    EXPECT_EQ(ResponseEx::GetTypeFromString(text), ResponseEx::kNotDefined) << text;
   }
 }
 
-struct LimitRow {
-  const char* name;
-  Limits::Condition condition;
-  Desirability::OptimizeType objective;
-  double min, max, target, predicted_min, predicted_max;
-  bool check_limits, desirability_ready;
-};
-
-ResponseEx WithLimits(const LimitRow& row) {
-  ResponseEx r;
-  r.SetCondition(row.condition);
-  r.SetCriterion(row.objective);
-  r.SetMinLimit(row.min);
-  r.SetMaxLimit(row.max);
-  r.SetTargetLimit(row.target);
-  r.SetPredictedMinLimit(row.predicted_min);
-  r.SetPredictedMaxLimit(row.predicted_max);
-  return r;
-}
-
 TEST(ResponseEx, CheckLimitsAndDesirabilityReadinessInEveryBranch) {
+  struct Row {
+    const char* name;
+    Limits::Condition condition;
+    D::OptimizeType objective;
+    double min, max, target, predicted_min, predicted_max;
+    bool check_limits, ready;
+  };
   const auto R = Limits::kRequired;
-  const auto D = Limits::kDesired;
-  const auto O = Limits::kObserved;
-  const auto kMin = Desirability::kMinimize;
-  const auto kMax = Desirability::kMaximize;
-  const auto kTgt = Desirability::kTarget;
-  const std::vector<LimitRow> rows = {
-      {"desired needs no limits", D, kTgt, kU, kU, kU, kU, kU, true, false},
+  const auto De = Limits::kDesired;
+  const auto kTgt = D::kTarget;
+  const Row rows[] = {
+      {"desired needs no limits", De, kTgt, kU, kU, kU, kU, kU, true, false},
       {"required target without limits", R, kTgt, kU, kU, kU, kU, kU, false, false},
-      {"required exclude without limits", R, Desirability::kExclude, kU, kU, kU, kU, kU, false,
-       false},
-      {"exclude with a minimum", R, Desirability::kExclude, 1, kU, kU, kU, kU, true, false},
-      {"minimize without maximum", R, kMin, 1, kU, kU, kU, kU, false, false},
-      {"minimize with maximum", R, kMin, kU, 5, kU, kU, kU, true, true},
-      {"maximize without minimum", R, kMax, kU, 5, kU, kU, kU, false, false},
-      {"maximize with minimum", R, kMax, 1, kU, kU, kU, kU, true, true},
+      {"required exclude without limits", R, D::kExclude, kU, kU, kU, kU, kU, false, false},
+      {"exclude with a minimum", R, D::kExclude, 1, kU, kU, kU, kU, true, false},
+      {"minimize without maximum", R, D::kMinimize, 1, kU, kU, kU, kU, false, false},
+      {"minimize with maximum", R, D::kMinimize, kU, 5, kU, kU, kU, true, true},
+      {"maximize without minimum", R, D::kMaximize, kU, 5, kU, kU, kU, false, false},
+      {"maximize with minimum", R, D::kMaximize, 1, kU, kU, kU, kU, true, true},
       {"target objective, no target", R, kTgt, 1, 5, kU, kU, kU, false, false},
       {"target inside", R, kTgt, 1, 5, 3, kU, kU, true, true},
       {"target on the maximum", R, kTgt, 1, 5, 5, kU, kU, true, false},
       {"target on the minimum", R, kTgt, 1, 5, 1, kU, kU, true, false},
-      {"none objective", R, Desirability::kNone, kU, kU, kU, kU, kU, true, false},
-      {"predict objective", R, Desirability::kPredict, 1, 5, 3, kU, kU, true, false},
-      {"objective code beyond the list", R, static_cast<Desirability::OptimizeType>(6), 1, 5, 3, kU,
-       kU, true, false},
-      {"observed", O, kMin, 1, 5, 3, kU, kU, true, false},
-      {"desired uses the derived maximum", D, kMin, kU, kU, kU, 3, 7, true, true},
-      {"desired target from derived limits", D, kTgt, kU, kU, 5, 3, 7, true, true},
+      {"none objective", R, D::kNone, kU, kU, kU, kU, kU, true, false},
+      {"predict objective", R, D::kPredict, 1, 5, 3, kU, kU, true, false},
+      {"objective beyond the list", R, static_cast<D::OptimizeType>(6), 1, 5, 3, kU, kU, true,
+       false},
+      {"observed", Limits::kObserved, D::kMinimize, 1, 5, 3, kU, kU, true, false},
+      {"desired uses the derived maximum", De, D::kMinimize, kU, kU, kU, 3, 7, true, true},
+      {"desired target from derived limits", De, kTgt, kU, kU, 5, 3, 7, true, true},
   };
-  for (const LimitRow& row : rows) {
+  for (const Row& row : rows) {
     SCOPED_TRACE(row.name);
-    const ResponseEx r = WithLimits(row);
+    ResponseEx r;
+    r.SetCondition(row.condition);
+    r.SetCriterion(row.objective);
+    r.SetMinLimit(row.min);
+    r.SetMaxLimit(row.max);
+    r.SetTargetLimit(row.target);
+    r.SetPredictedMinLimit(row.predicted_min);
+    r.SetPredictedMaxLimit(row.predicted_max);
     EXPECT_EQ(r.CheckLimits(), row.check_limits);
-    EXPECT_EQ(r.HasValidSettingsForDesirability(), row.desirability_ready);
+    EXPECT_EQ(r.HasValidSettingsForDesirability(), row.ready);
   }
 }
 
 TEST(ResponseEx, DesirabilityTypeResetsPresetsButKeepsCustomExponents) {
-  struct Row {
-    Desirability::DesirabilityType type;
-    double low, high;
-  };
-  const std::vector<Row> rows = {{Desirability::kConvex, 2, 2},
-                                 {Desirability::kConcave, 0.5, 0.5},
-                                 {Desirability::kLinear, 1, 1},
-                                 {Desirability::kCustom, 3, 4},
-                                 {Desirability::kStep, 3, 4}};
-  for (const Row& row : rows) {
-    SCOPED_TRACE(Desirability::ToDesirabilityString(row.type));
+  const std::vector<std::pair<D::DesirabilityType, double>> rows = {
+      {D::kConvex, 2}, {D::kConcave, 0.5}, {D::kLinear, 1}, {D::kCustom, 3}, {D::kStep, 3}};
+  for (const auto& [type, low] : rows) {
+    SCOPED_TRACE(D::ToDesirabilityString(type));
+    const double high = low == 3 ? 4 : low;
     ResponseEx r;
-    r.SetDesirability({Desirability::kMaximize, Desirability::kCustom, 3, 4});
-    r.SetDesirabilityType(row.type);
-    EXPECT_EQ(r.GetDesirabilityType(), row.type);
-    EXPECT_EQ(r.GetDesirability().low_exponent, row.low);
-    EXPECT_EQ(r.GetDesirability().high_exponent, row.high);
-    EXPECT_EQ(r.GetCriterion(), Desirability::kMaximize);
-    r.SetCriterion(Desirability::kTarget);
-    EXPECT_EQ(r.GetDesirability().low_exponent, row.low);
-    EXPECT_EQ(r.GetDesirabilityType(), row.type);
+    r.SetDesirability({D::kMaximize, D::kCustom, 3, 4});
+    r.SetDesirabilityType(type);
+    EXPECT_EQ(r.GetDesirability().low_exponent, low);
+    EXPECT_EQ(r.GetDesirability().high_exponent, high);
+    EXPECT_EQ(r.GetCriterion(), D::kMaximize);
+    r.SetCriterion(D::kTarget);
+    EXPECT_EQ(r.GetDesirability().low_exponent, low);
+    EXPECT_EQ(r.GetDesirabilityType(), type);
   }
 }
 
@@ -126,37 +104,34 @@ TEST(ResponseEx, TransformsFollowTheTypeWithLinkedOnlyGoingForward) {
     TraData::ETraType reported;
     double forward, back;  // of 100 and of 2 under log10(x)
   };
-  const std::vector<Row> rows = {{ResponseEx::kRegular, TraData::kLog, 2, 100},
-                                 {ResponseEx::kLinked, TraData::kNone, 2, 2},
-                                 {ResponseEx::kDerived, TraData::kNone, 100, 2},
-                                 {ResponseEx::kNotDefined, TraData::kNone, 100, 2}};
+  const Row rows[] = {{ResponseEx::kRegular, TraData::kLog, 2, 100},
+                      {ResponseEx::kLinked, TraData::kNone, 2, 2},
+                      {ResponseEx::kDerived, TraData::kNone, 100, 2},
+                      {ResponseEx::kNotDefined, TraData::kNone, 100, 2}};
   for (const Row& row : rows) {
     SCOPED_TRACE(ResponseEx::GetStringFromType(row.type));
+    const bool regular = row.type == ResponseEx::kRegular;
     ResponseEx r;
     r.GetResponseClass()->SetTransform(Transform(TraData::kLog, 1, 0, kU));
     r.SetType(row.type);
     EXPECT_EQ(r.GetTransform(), row.reported);
-    EXPECT_EQ(r.IsTransformed(), row.type == ResponseEx::kRegular);
+    EXPECT_EQ(r.IsTransformed(), regular);
     EXPECT_NEAR(r.GetTransform(100.0), row.forward, 1e-12);
     EXPECT_NEAR(r.GetBackTransform(2.0), row.back, 1e-9);
     double c1 = 0, c2 = 0, c3 = 0;
     r.GetTransConst(c1, c2, c3);
-    EXPECT_EQ(c1, row.type == ResponseEx::kRegular ? 1.0 : kU);
-    EXPECT_EQ(c2, row.type == ResponseEx::kRegular ? 0.0 : kU);
-    EXPECT_EQ(r.SetTransform(TraData::kLinear, 2, 1, kU), row.type == ResponseEx::kRegular);
+    EXPECT_EQ(c1, regular ? 1.0 : kU);
+    EXPECT_EQ(c2, regular ? 0.0 : kU);
+    EXPECT_EQ(r.SetTransform(TraData::kLinear, 2, 1, kU), regular);
     EXPECT_EQ(r.GetResponseClass()->GetTransform().GetTransform(),
-              row.type == ResponseEx::kRegular ? TraData::kLinear : TraData::kLog);
+              regular ? TraData::kLinear : TraData::kLog);
   }
-}
-
-TEST(ResponseEx, ResponseRangeIsTwiceTheNoiseLevel) {
-  ResponseEx r;
-  EXPECT_EQ(r.GetResponseRange(), kU);
+  ResponseEx r;  // the range is twice the noise level; undefined stays undefined
   r.SetResponseRange(4.0);
-  EXPECT_EQ(r.GetResponseRange(), 4.0);
   EXPECT_EQ(r.GetResponseClass()->GetPower().GetStandardDeviation(), 2.0);
   r.SetResponseRange(kU);
   EXPECT_EQ(r.GetResponseClass()->GetPower().GetStandardDeviation(), kU);
+  EXPECT_EQ(r.GetResponseRange(), kU);
 }
 
 TEST(ResponseEx, LimitTestsOnBothScales) {
@@ -166,12 +141,11 @@ TEST(ResponseEx, LimitTestsOnBothScales) {
     Type type;
     bool log;  // log10 transform; the limits are then on the log scale
     double min, max, value;
-    bool transformed;
-    bool all, must;
+    bool transformed, all, must;
   };
   const auto R = Limits::kRequired;
   const auto Reg = ResponseEx::kRegular;
-  const std::vector<Row> rows = {
+  const Row rows[] = {
       {"observed takes anything", Limits::kObserved, Reg, false, 1, 2, kU, true, true, true},
       {"undefined value", R, Reg, false, kU, kU, kU, true, false, false},
       {"on the minimum", R, Reg, false, 1, 2, 1, true, true, true},
@@ -200,30 +174,25 @@ TEST(ResponseEx, LimitTestsOnBothScales) {
 }
 
 TEST(ResponseEx, FormulaReferencesAreReadAsAtoiReadsThem) {
-  struct Row {
-    const char* formula;
-    std::vector<int> references;
-  };
-  const std::vector<Row> rows = {
+  const std::vector<std::pair<const char*, std::vector<int>>> rows = {
       {"v(1)+v(12)*v(3)", {1, 12, 3}},
       {"v( 7)-v(+2)/v(-1)", {7, 2, -1}},
       {"sqrt(v(10))+vv(2)", {10, 2}},
       {"v(4x)", {4}},
       {"v(x)+v()+V(3)+v 4+v", {}},
       {"v(99999999999)", {}},
-      {"", {}},
-  };
-  for (const Row& row : rows) {
-    SCOPED_TRACE(row.formula);
+      {"", {}}};
+  for (const auto& [formula, references] : rows) {
+    SCOPED_TRACE(formula);
     ResponseEx r;
-    r.SetFormula(row.formula);
-    EXPECT_EQ(r.GetVariablesInFormula(), row.references);
+    r.SetFormula(formula);
+    EXPECT_EQ(r.GetVariablesInFormula(), references);
     for (const int index : {1, 2, 3, 7, 10, 12}) {
-      const bool listed =
-          std::find(row.references.begin(), row.references.end(), index) != row.references.end();
       EXPECT_FALSE(r.IsItIncludedInFormula(index));  // regular responses have no formula
       r.SetType(ResponseEx::kDerived);
-      EXPECT_EQ(r.IsItIncludedInFormula(index), listed) << index;
+      EXPECT_EQ(r.IsItIncludedInFormula(index),
+                std::count(references.begin(), references.end(), index) == 1)
+          << index;
       r.SetType(ResponseEx::kRegular);
     }
   }
@@ -236,7 +205,7 @@ TEST(ResponseEx, RenumberingKeepsReferencesOnTheSameVariables) {
     bool added;
     const char* expected;
   };
-  const std::vector<Row> rows = {
+  const Row rows[] = {
       {"v(1)+v(2)*v(3)", 2, true, "v(1)+v(3)*v(4)"},
       {"v(1)+v(2)*v(3)", 2, false, "v(1)+v(0)*v(2)"},
       {"v(1)+v(3)", 4, true, "v(1)+v(3)"},
@@ -252,13 +221,11 @@ TEST(ResponseEx, RenumberingKeepsReferencesOnTheSameVariables) {
     r.SetFormula(row.formula);
     r.UpdateDerivedAfterNewOrDelFactor(row.index, row.added);
     EXPECT_EQ(r.GetFormula(), row.expected);
+    if (row.added) {  // a deletion at the same place undoes the insertion
+      r.UpdateDerivedAfterNewOrDelFactor(row.index, false);
+      EXPECT_EQ(r.GetFormula(), row.formula);
+    }
   }
-  // An insertion undone by a deletion at the same place gives the formula back.
-  ResponseEx r;
-  r.SetFormula("v(1)*v(2)+v(5)");
-  r.UpdateDerivedAfterNewOrDelFactor(2, true);
-  r.UpdateDerivedAfterNewOrDelFactor(2, false);
-  EXPECT_EQ(r.GetFormula(), "v(1)*v(2)+v(5)");
 }
 
 TEST(ResponseEx, ReleasedDefinitionIsStillUsedThroughItsPointer) {
@@ -270,7 +237,6 @@ TEST(ResponseEx, ReleasedDefinitionIsStillUsedThroughItsPointer) {
   EXPECT_EQ(r.GetAndReleaseResponseClass().get(), nullptr);
   r.SetMinLimit(3.0);
   EXPECT_EQ(taken->GetLimits().GetMinLimit(), 3.0);
-
   ResponseEx source;
   source.GetResponseClass()->SetName("Source");
   source.SetType(ResponseEx::kLinked);
@@ -278,7 +244,6 @@ TEST(ResponseEx, ReleasedDefinitionIsStillUsedThroughItsPointer) {
   EXPECT_EQ(taken->GetName(), "Source");
   EXPECT_EQ(taken->GetUniqueID(), source.GetResponseClass()->GetUniqueID());
   EXPECT_EQ(r.GetType(), ResponseEx::kLinked);
-
   const ResponseEx copy(r);  // a copy owns a definition of its own
   EXPECT_TRUE(copy.OwnsResponseClass());
   EXPECT_NE(copy.GetResponseClass(), taken.get());
@@ -305,8 +270,8 @@ ResponseEx FullRegular() {
   d.SetScaleModifier(0.25);
   r.SetTransform(TraData::kPower, 2, 1, 0.5);
   r.SetCondition(Limits::kDesired);
-  r.SetCriterion(Desirability::kTarget);
-  r.SetDesirabilityType(Desirability::kConvex);
+  r.SetCriterion(D::kTarget);
+  r.SetDesirabilityType(D::kConvex);
   r.SetMinLimit(1.5);
   r.SetTargetLimit(3.1);
   r.SetPredictedMaxLimit(9.5);  // the maximum stays derived
@@ -343,8 +308,8 @@ TEST(ResponseEx, JsonRoundTripOfRegularAndDerivedResponses) {
     EXPECT_EQ(read.GetResponseClass()->GetLimits().GetMaxLimit(), kU);  // stored, not derived
     EXPECT_EQ(read.GetDesirability(), original.GetDesirability());
   }
-  const json_value derived = FullDerived().ToJson();
   std::vector<std::string> keys;
+  const json_value derived = FullDerived().ToJson();
   for (const auto& [key, value] : derived.items()) keys.push_back(key);
   EXPECT_EQ(keys, (std::vector<std::string>{"name", "abbreviation", "unit", "type", "formula"}));
   const json_value regular = FullRegular().ToJson();
@@ -364,7 +329,7 @@ TEST(ResponseEx, JsonLoadSkipsMalformedMembersAndRefusesANamelessDocument) {
     double weight;
   };
   const auto L = ResponseEx::kLinked;
-  const std::vector<Row> rows = {
+  const Row rows[] = {
       {"no name", R"({"abbreviation": "Z"})", false, "Y", L, 0.5},
       {"name not text", R"({"name": 3})", false, "Y", L, 0.5},
       {"not an object", R"(["name"])", false, "Y", L, 0.5},
@@ -373,9 +338,9 @@ TEST(ResponseEx, JsonLoadSkipsMalformedMembersAndRefusesANamelessDocument) {
       {"wrong kinds", R"({"name": "N", "abbreviation": 4, "type": "linked", "transform": "log",
           "optimizationSettings": {"weight": "heavy", "objective": 2}})",
        true, "Y", L, 0.5},
-      {"regular keeps linked", R"({"name": "N", "type": "regular",
-          "optimizationSettings": {"weight": 2}})",
-       true, "Y", L, 2},
+      {"regular keeps linked",
+       R"({"name": "N", "type": "regular", "optimizationSettings": {"weight": 2}})", true, "Y", L,
+       2},
       {"derived", R"({"name": "N", "type": "derived"})", true, "Y", ResponseEx::kDerived, 0.5},
   };
   for (const Row& row : rows) {
@@ -401,16 +366,15 @@ TEST(ResponseEx, JsonLoadSkipsMalformedMembersAndRefusesANamelessDocument) {
 
 TEST(ResponseEx, ConfigurationRoundTripInBothSectionKinds) {
   for (const ResponseEx& original : {FullRegular(), FullDerived()}) {
-    SCOPED_TRACE(original.GetResponseClass()->GetName());
+    const std::string& name = original.GetResponseClass()->GetName();
+    SCOPED_TRACE(name);
     TinyXML2Section xml;
     original.Save(xml);
-    const std::string& name = original.GetResponseClass()->GetName();
     IniFileSection ini;
     original.Save(ini.CreateChild(name));
     const auto ini_text = IniFileSection::LoadString(ini.ToString());
-    const ConfigurationSection* ini_child = std::as_const(*ini_text).OpenChild(name);
-    for (const ConfigurationSection* section :
-         {static_cast<const ConfigurationSection*>(&xml), ini_child}) {
+    for (const ConfigurationSection* section : {static_cast<const ConfigurationSection*>(&xml),
+                                                std::as_const(*ini_text).OpenChild(name)}) {
       ResponseEx read;
       ASSERT_TRUE(read.Load(*section));
       EXPECT_EQ(Saved(read), Saved(original));
@@ -424,20 +388,19 @@ TEST(ResponseEx, ConfigurationRoundTripInBothSectionKinds) {
 
 TEST(ResponseEx, ConfigurationLoadKeepsValuesWhoseTextIsGarbled) {
   struct Row {
-    const char* name;
-    const char* type;
-    const char* settings;
+    const char *name, *type, *settings;
     Type expected_type;
     std::vector<float> slot0;
   };
-  const std::vector<Row> rows = {
+  const auto kDer = ResponseEx::kDerived;
+  const Row rows[] = {
       {"unknown type", "Measured", "0:7", ResponseEx::kNotDefined, {7}},
       {"settings cleared", "Linked", "", ResponseEx::kLinked, {}},
-      {"value not a number", "Derived", "0:7;1:x", ResponseEx::kDerived, {1, 2}},
-      {"slot out of range", "Derived", "49:1", ResponseEx::kDerived, {1, 2}},
-      {"slot twice", "Derived", "0:1;0:2", ResponseEx::kDerived, {1, 2}},
-      {"missing colon", "Derived", "0", ResponseEx::kDerived, {1, 2}},
-      {"empty value", "Derived", "0:1,", ResponseEx::kDerived, {1, 2}},
+      {"value not a number", "Derived", "0:7;1:x", kDer, {1, 2}},
+      {"slot out of range", "Derived", "49:1", kDer, {1, 2}},
+      {"slot twice", "Derived", "0:1;0:2", kDer, {1, 2}},
+      {"missing colon", "Derived", "0", kDer, {1, 2}},
+      {"empty value", "Derived", "0:1,", kDer, {1, 2}},
   };
   for (const Row& row : rows) {
     SCOPED_TRACE(row.name);
@@ -450,10 +413,7 @@ TEST(ResponseEx, ConfigurationLoadKeepsValuesWhoseTextIsGarbled) {
     EXPECT_EQ(r.GetType(), row.expected_type);
     EXPECT_EQ(*r.GetQualitativeSettingValues(0), row.slot0);
   }
-}
-
-TEST(ResponseEx, ConfigurationLoadThatThrowsChangesNothing) {
-  TinyXML2Section section;
+  TinyXML2Section section;  // a load that throws changes nothing
   section.WriteString("Name", "New");
   section.WriteString("Type", "Derived");
   section.WriteString("DesirabilityLowExponent", "-1");
@@ -464,26 +424,13 @@ TEST(ResponseEx, ConfigurationLoadThatThrowsChangesNothing) {
 }
 
 TEST(ResponseEx, TextDump) {
-  struct Row {
-    const char* name;
-    Type type;
-    std::string formula_lines;
-  };
-  const std::vector<Row> rows = {
-      {"derived", ResponseEx::kDerived,
-       "Formula         : v(1)/v(2)\n"
-       "Numerical Settings for Qualitative Settings:\n"
-       "Qualitative Factor #1: 1, 2.5\n"
-       "Qualitative Factor #3: -1\n"},
-      {"regular", ResponseEx::kRegular, ""},
-  };
-  for (const Row& row : rows) {
-    SCOPED_TRACE(row.name);
+  for (const Type type : {ResponseEx::kDerived, ResponseEx::kRegular}) {
+    SCOPED_TRACE(ResponseEx::GetStringFromType(type));
     ResponseEx r;
     r.GetResponseClass()->SetName("Ratio");
     r.GetResponseClass()->SetAbbr("R");
     r.GetResponseClass()->SetPrecision(CEPrec::kDecimals2);
-    r.SetType(row.type);
+    r.SetType(type);
     r.SetFormula("v(1)/v(2)");
     r.SetQualitativeSettingValues(0, {1.0F, 2.5F});
     r.SetQualitativeSettingValues(2, {-1.0F});
@@ -491,20 +438,18 @@ TEST(ResponseEx, TextDump) {
     r.SetResponseRange(1.0);
     StreamWindow out;
     r.Show(out);
-    EXPECT_EQ(out.str(),
-              "Name            : Ratio\n"
-              "Abbreviation    : R\n"
-              "Unit            : --\n" +
-                  row.formula_lines +
-                  "Condition       : Required\n"
-                  "Objective       : none\n"
-                  "Min value       : 1.00\n"
-                  "Target value    : --\n"
-                  "Max value       : --\n"
-                  "Estimated noise level : 0.5\n"
-                  "Signal to detect : --\n"
-                  "Significance test level : 0.95\n"
-                  "Desired power   : 80\n");
+    const std::string formula_lines = type != ResponseEx::kDerived
+                                          ? ""
+                                          : "Formula         : v(1)/v(2)\n"
+                                            "Numerical Settings for Qualitative Settings:\n"
+                                            "Qualitative Factor #1: 1, 2.5\n"
+                                            "Qualitative Factor #3: -1\n";
+    EXPECT_EQ(out.str(), "Name            : Ratio\nAbbreviation    : R\nUnit            : --\n" +
+                             formula_lines +
+                             "Condition       : Required\nObjective       : none\n"
+                             "Min value       : 1.00\nTarget value    : --\nMax value       : --\n"
+                             "Estimated noise level : 0.5\nSignal to detect : --\n"
+                             "Significance test level : 0.95\nDesired power   : 80\n");
   }
 }
 

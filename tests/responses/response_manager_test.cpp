@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "zubra/platform/util/ini_file_section.h"
@@ -44,21 +45,14 @@ std::vector<int> Numbers(const ResponseManager& m) {
 }
 
 TEST(ResponseManager, AddRefusesWhatCannotBeHeldAndHandsItBack) {
-  struct Row {
-    const char* name;
-    std::unique_ptr<ResponseEx> response;
-  };
-  std::vector<Row> rows;
-  rows.push_back({"null", nullptr});
-  rows.push_back({"no name", Make("")});
-  rows.push_back({"same name in another case", Make("YIELD")});
-  rows.push_back({"same name with a tilde", Make("Yield~~")});  // stored as "Yield~"
-  for (Row& row : rows) {
-    SCOPED_TRACE(row.name);
+  // Null, no name, the same name in another case, the same name with a tilde ("Yield~").
+  for (const char* name : {static_cast<const char*>(nullptr), "", "YIELD", "Yield~~"}) {
+    SCOPED_TRACE(name == nullptr ? "null" : name);
     ResponseManager m = FourResponses();
-    ResponseEx* given = row.response.get();
+    std::unique_ptr<ResponseEx> response = name == nullptr ? nullptr : Make(name);
+    ResponseEx* given = response.get();
     std::unique_ptr<ResponseEx> refused;
-    EXPECT_FALSE(m.Add(std::move(row.response), &refused));
+    EXPECT_FALSE(m.Add(std::move(response), &refused));
     EXPECT_EQ(refused.get(), given);
     EXPECT_EQ(m.GetCount(), 4);
   }
@@ -67,15 +61,12 @@ TEST(ResponseManager, AddRefusesWhatCannotBeHeldAndHandsItBack) {
 TEST(ResponseManager, LookupsByNameAndNumber) {
   const ResponseManager m = FourResponses();
   EXPECT_EQ(Numbers(m), (std::vector<int>{1, 2, 3, 4}));
-  struct Row {
-    const char* name;
-    int number;
-  };
-  for (const Row& row : std::vector<Row>{
-           {"ratio", 2}, {"SCORE~", 3}, {"Sum", 4}, {"Su", 0}, {"", 0}, {"Yield~~", 0}}) {
-    SCOPED_TRACE(row.name);
-    EXPECT_EQ(m.GetNumber(row.name), row.number);
-    EXPECT_EQ(m.GetResponse(row.name), m.GetResponseByNumber(row.number));
+  const std::vector<std::pair<const char*, int>> rows = {
+      {"ratio", 2}, {"SCORE~", 3}, {"Sum", 4}, {"Su", 0}, {"", 0}, {"Yield~~", 0}};
+  for (const auto& [name, number] : rows) {
+    SCOPED_TRACE(name);
+    EXPECT_EQ(m.GetNumber(name), number);
+    EXPECT_EQ(m.GetResponse(name), m.GetResponseByNumber(number));
   }
   EXPECT_EQ(m.GetResponseByNumber(0), nullptr);
   EXPECT_EQ(m.GetResponseByNumber(5), nullptr);
@@ -96,22 +87,17 @@ TEST(ResponseManager, DeleteRenumbersTheLaterResponses) {
 
 TEST(ResponseManager, CountsAndListsByType) {
   const ResponseManager m = FourResponses();
-  struct Row {
-    Type type;
-    std::vector<std::string> names;
-  };
-  const std::vector<Row> rows = {
+  const std::vector<std::pair<Type, std::vector<std::string>>> rows = {
       {ResponseEx::kAll, {"Yield", "Ratio", "Score", "Sum"}},
       {ResponseEx::kRegular, {"Yield"}},
       {ResponseEx::kDerived, {"Ratio", "Sum"}},
       {ResponseEx::kLinked, {"Score"}},
-      {ResponseEx::kNotDefined, {}},
-  };
-  for (const Row& row : rows) {
-    SCOPED_TRACE(ResponseEx::GetStringFromType(row.type));
-    EXPECT_EQ(m.GetCount(row.type), static_cast<int>(row.names.size()));
-    EXPECT_EQ(m.GetNames(row.type), row.names);
-    EXPECT_EQ(m.GetResponses(row.type).size(), row.names.size());
+      {ResponseEx::kNotDefined, {}}};
+  for (const auto& [type, names] : rows) {
+    SCOPED_TRACE(ResponseEx::GetStringFromType(type));
+    EXPECT_EQ(m.GetCount(type), static_cast<int>(names.size()));
+    EXPECT_EQ(m.GetNames(type), names);
+    EXPECT_EQ(m.GetResponses(type).size(), names.size());
   }
 }
 
@@ -139,12 +125,8 @@ TEST(ResponseManager, SaveThenLoadInBothSectionKinds) {
     ResponseManager original = FourResponses();
     original.GetResponse("Ratio")->SetQualitativeSettingValues(1, {0.5F, 2.0F});
     original.GetResponse("Yield")->SetMinLimit(2.5);
-    std::unique_ptr<ConfigurationSection> section;
-    if (ini) {
-      section = std::make_unique<IniFileSection>();
-    } else {
-      section = std::make_unique<TinyXML2Section>();
-    }
+    std::unique_ptr<ConfigurationSection> section = std::make_unique<TinyXML2Section>();
+    if (ini) section = std::make_unique<IniFileSection>();
     section->WriteString("Title", "kept");
     original.Save(*section);
     original.Delete("Score");
@@ -215,23 +197,18 @@ TEST(ResponseManager, MovingADefinitionLeavesTheWorkingFormPointingAtIt) {
   clash->SetAbbr("Sc");
   ASSERT_EQ(set.Add(std::move(clash)), Variables::kOk);
   ResponseManager m = FourResponses();
-  struct Row {
-    const char* name;
-    Variables::Error code;
-    bool owns_after;
-  };
-  const std::vector<Row> rows = {{"Yield", Variables::kOk, false},
-                                 {"Yield", Variables::kNoVariable, false},
-                                 {"Missing", Variables::kNotFound, false},
-                                 {"Score", Variables::kNameExists, true}};
-  for (const Row& row : rows) {
-    SCOPED_TRACE(row.name);
-    EXPECT_EQ(m.MoveDefinitionTo(set, row.name), row.code);
-    if (const ResponseEx* r = m.GetResponse(row.name)) {
-      EXPECT_EQ(r->OwnsResponseClass(), row.owns_after);
-    }
+  const std::vector<std::pair<const char*, Variables::Error>> rows = {
+      {"Yield", Variables::kOk},
+      {"Yield", Variables::kNoVariable},
+      {"Missing", Variables::kNotFound},
+      {"Score", Variables::kNameExists}};
+  for (const auto& [name, code] : rows) {
+    SCOPED_TRACE(name);
+    EXPECT_EQ(m.MoveDefinitionTo(set, name), code);
   }
+  EXPECT_TRUE(m.GetResponse("Score")->OwnsResponseClass());  // refused: still owned here
   ResponseEx* yield = m.GetResponse("Yield");
+  EXPECT_FALSE(yield->OwnsResponseClass());
   EXPECT_EQ(set.GetResponse("Yield"), yield->GetResponseClass());
   yield->SetMinLimit(4.0);
   EXPECT_EQ(set.GetResponse("Yield")->GetLimits().GetMinLimit(), 4.0);

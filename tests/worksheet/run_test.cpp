@@ -56,11 +56,8 @@ TEST(Run, HasValueIsFalseOutsideTheRowAndForEmptyCells) {
   zubra::Run run(3);
   run.SetValue(1, 4.0);
   run.SetValue(2, "x");
-  EXPECT_FALSE(run.HasValue(0));
-  EXPECT_TRUE(run.HasValue(1));
-  EXPECT_TRUE(run.HasValue(2));
-  EXPECT_FALSE(run.HasValue(3));  // type 0
-  EXPECT_FALSE(run.HasValue(4));
+  for (const int i : {0, 3, 4}) EXPECT_FALSE(run.HasValue(i)) << i;  // 3: type 0
+  EXPECT_TRUE(run.HasValue(1) && run.HasValue(2));
   EXPECT_EQ(run.GetValueType(4), zubra::Run::kEmpty);
   EXPECT_EQ(run.GetFloatValue(-1), kUndefined);
   run.SetValue(2, "");
@@ -195,21 +192,18 @@ TEST(Experiment, ReadsTheJsonRow) {
     int run_order;
     bool excluded;
   };
+  const char* kNo = "Parse error: experiment number must be an int.";
+  const char* kOrder = "Parse error: Run order must be an int.";
   const Row rows[] = {
       {"In", R"([3, "N3", 2, "In", 1.5, "x", 9])", nullptr, 2, false},
       {"Include starts with In", R"([3, "N3", 2, "Include", 1.5, "x", 9])", nullptr, 2, false},
       {"lower-case in is out", R"([3, "N3", 2, "in", 1.5, "x", 9])", nullptr, 2, true},
       {"floating run order is taken", R"([3, "N3", 3.0, "In", 1.5, "x", 9])", nullptr, 3, false},
-      {"floating ExpNo refused", R"([3.0, "N3", 2, "In"])",
-       "Parse error: experiment number must be an int.", 0, false},
-      {"ExpNo beyond int refused", R"([4294967297, "N3", 2, "In"])",
-       "Parse error: experiment number must be an int.", 0, false},
-      {"run order beyond int refused", R"([3, "N3", 1e12, "In"])",
-       "Parse error: Run order must be an int.", 0, false},
-      {"text ExpNo refused", R"(["3", "N3", 2, "In"])",
-       "Parse error: experiment number must be an int.", 0, false},
-      {"text run order refused", R"([3, "N3", "2", "In"])",
-       "Parse error: Run order must be an int.", 0, false},
+      {"floating ExpNo refused", R"([3.0, "N3", 2, "In"])", kNo, 0, false},
+      {"ExpNo beyond int refused", R"([4294967297, "N3", 2, "In"])", kNo, 0, false},
+      {"run order beyond int refused", R"([3, "N3", 1e12, "In"])", kOrder, 0, false},
+      {"text ExpNo refused", R"(["3", "N3", 2, "In"])", kNo, 0, false},
+      {"text run order refused", R"([3, "N3", "2", "In"])", kOrder, 0, false},
   };
   for (const Row& row : rows) {
     SCOPED_TRACE(row.name);
@@ -295,42 +289,20 @@ TEST_F(ExclusionTest, DecidesWhetherARunTakesPartInTheFit) {
     bool excluded;
   };
   const double m = kUndefined;
+  const auto kM = CFitMethod::kMLR;
+  const auto kP = CFitMethod::kPLS;
   const Row rows[] = {
-      {"complete", {1, 1, 5, 6}, false, false, {"Y1"}, CFitMethod::kMLR, false},
-      {"out", {1, 1, 5, 6}, true, false, {"Y1"}, CFitMethod::kMLR, true},
-      {"left out by the model", {1, 1, 5, 6}, false, true, {"Y1"}, CFitMethod::kMLR, true},
-      {"model factor missing", {m, 1, 5, 6}, false, false, {"Y1"}, CFitMethod::kMLR, true},
-      {"factor outside the model missing",
-       {1, m, 5, 6},
-       false,
-       false,
-       {"Y1"},
-       CFitMethod::kMLR,
-       false},
-      {"checked response missing", {1, 1, m, 6}, false, false, {"y1"}, CFitMethod::kMLR, true},
-      {"unchecked response missing", {1, 1, 5, m}, false, false, {"Y1"}, CFitMethod::kMLR, false},
-      {"PLS: the only response missing",
-       {1, 1, m, 6},
-       false,
-       false,
-       {"Y1"},
-       CFitMethod::kPLS,
-       true},
-      {"two responses: one present",
-       {1, 1, m, 6},
-       false,
-       false,
-       {"Y1", "Y2"},
-       CFitMethod::kMLR,
-       false},
-      {"two responses: none present",
-       {1, 1, m, m},
-       false,
-       false,
-       {"Y1", "Y2"},
-       CFitMethod::kMLR,
-       true},
-      {"PLS: model factor missing", {m, 1, 5, 6}, false, false, {"Y1"}, CFitMethod::kPLS, true},
+      {"complete", {1, 1, 5, 6}, false, false, {"Y1"}, kM, false},
+      {"out", {1, 1, 5, 6}, true, false, {"Y1"}, kM, true},
+      {"left out by the model", {1, 1, 5, 6}, false, true, {"Y1"}, kM, true},
+      {"model factor missing", {m, 1, 5, 6}, false, false, {"Y1"}, kM, true},
+      {"factor outside the model missing", {1, m, 5, 6}, false, false, {"Y1"}, kM, false},
+      {"checked response missing", {1, 1, m, 6}, false, false, {"y1"}, kM, true},
+      {"unchecked response missing", {1, 1, 5, m}, false, false, {"Y1"}, kM, false},
+      {"PLS: the only response missing", {1, 1, m, 6}, false, false, {"Y1"}, kP, true},
+      {"two responses: one present", {1, 1, m, 6}, false, false, {"Y1", "Y2"}, kM, false},
+      {"two responses: none present", {1, 1, m, m}, false, false, {"Y1", "Y2"}, kM, true},
+      {"PLS: model factor missing", {m, 1, 5, 6}, false, false, {"Y1"}, kP, true},
   };
   for (const Row& row : rows) {
     SCOPED_TRACE(row.name);

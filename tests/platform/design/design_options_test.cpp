@@ -74,12 +74,9 @@ TEST(DesignOptions, SaveThenLoadRestoresEveryFieldInBothSectionKinds) {
       SCOPED_TRACE(std::string(ini ? "ini " : "xml ") + std::to_string(i));
       DesignOptions saved = Changed();
       saved.SetDesignSpecificOptions(kinds[i]());
-      std::unique_ptr<ConfigurationSection> root;
-      if (ini) {
-        root = std::make_unique<IniFileSection>();
-      } else {
-        root = std::make_unique<TinyXML2Section>();
-      }
+      const std::unique_ptr<ConfigurationSection> root =
+          ini ? std::unique_ptr<ConfigurationSection>(std::make_unique<IniFileSection>())
+              : std::make_unique<TinyXML2Section>();
       ConfigurationSection& section = root->CreateChild("DesignSpec");
       saved.Save(section);
       DesignOptions loaded;
@@ -90,31 +87,23 @@ TEST(DesignOptions, SaveThenLoadRestoresEveryFieldInBothSectionKinds) {
   }
 }
 
-TEST(DesignOptions, SavingWithoutGeneratorsRemovesTheStoredOnes) {
+TEST(DesignOptions, SavingPlainOptionsRemovesStoredOnesAndAbsentKeysChangeNothing) {
   TinyXML2Section section;
   Changed().Save(section);
-  DesignOptions plain;
-  plain.Save(section);
+  DesignOptions().Save(section);
   DesignOptions loaded = Changed();
   loaded.Load(section);
   EXPECT_TRUE(loaded.GetGenerators().IsEmpty());
   EXPECT_EQ(loaded.GetDesignSpecificOptions(), nullptr);
   EXPECT_EQ(loaded.GetRuns(), 0);
-}
-
-TEST(DesignOptions, AbsentKeysLeaveFieldsUnchanged) {
-  TinyXML2Section empty;
-  DesignOptions loaded = Changed();
-  loaded.Load(empty);
+  loaded = Changed();
+  loaded.Load(TinyXML2Section());
   EXPECT_TRUE(loaded == Changed());
 }
 
 TEST(DesignOptions, LoadRefusesBadValuesAndKeepsTheObject) {
   struct Row {
-    std::string name;
-    std::string key;
-    std::string value;
-    std::string message;
+    std::string name, key, value, message;
   };
   const std::vector<Row> rows = {
       {"negative runs", "Runs", "-4", "The value '-4' of the key 'Runs' is not a valid count."},

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <bit>
 #include <cmath>
 #include <string>
 #include <vector>
@@ -15,24 +16,29 @@
 
 namespace zubra::test_support {
 
+// The factor set of `list`, failing the test when a factor is refused.
+inline Factors Make(const std::vector<Factors::Factor>& list) {
+  Factors factors;
+  for (const auto& factor : list) EXPECT_TRUE(factors.Add(factor, nullptr)) << factor.name;
+  return factors;
+}
+
 // k quantitative factors X1..Xk over 0..10.
 inline Factors Quantitative(int k) {
-  Factors factors;
+  std::vector<Factors::Factor> list;
   for (int i = 1; i <= k; ++i) {
-    EXPECT_TRUE(
-        factors.Add(Factors::Factor::Quantitative("X" + std::to_string(i), 0.0, 10.0), nullptr));
+    list.push_back(Factors::Factor::Quantitative("X" + std::to_string(i), 0.0, 10.0));
   }
-  return factors;
+  return Make(list);
 }
 
 // q formulation factors M1..Mq over 0..total with the given total.
 inline Factors Mixture(int q, double total = 1.0) {
-  Factors factors;
+  std::vector<Factors::Factor> list;
   for (int i = 1; i <= q; ++i) {
-    EXPECT_TRUE(factors.Add(
-        Factors::Factor::Formulation("M" + std::to_string(i), 0.0, total, total), nullptr));
+    list.push_back(Factors::Factor::Formulation("M" + std::to_string(i), 0.0, total, total));
   }
-  return factors;
+  return Make(list);
 }
 
 // The sum over the runs (all, or those of `rows`) of the product of the columns in `cols`.
@@ -52,22 +58,25 @@ inline double ProductSum(const NCDataMatrix<float>& m, const std::vector<int>& c
 // set of columns whose product is constant, or `limit` + 1 when no set up to `limit`
 // columns has one.
 inline int MatrixResolution(const NCDataMatrix<float>& m, int limit) {
-  const int k = m.GetCols();
-  for (int size = 1; size <= std::min(limit, k); ++size) {
-    std::vector<int> pick(static_cast<std::size_t>(size));
-    for (int i = 0; i < size; ++i) pick[static_cast<std::size_t>(i)] = i;
-    while (true) {
-      if (std::fabs(ProductSum(m, pick)) == m.GetRows()) return size;
-      int i = size - 1;
-      while (i >= 0 && pick[static_cast<std::size_t>(i)] == k - size + i) --i;
-      if (i < 0) break;
-      ++pick[static_cast<std::size_t>(i)];
-      for (int j = i + 1; j < size; ++j) {
-        pick[static_cast<std::size_t>(j)] = pick[static_cast<std::size_t>(j - 1)] + 1;
-      }
+  int best = limit + 1;
+  for (unsigned set = 1; set < (1U << m.GetCols()); ++set) {
+    if (std::popcount(set) >= best) continue;
+    std::vector<int> cols;
+    for (int c = 0; c < m.GetCols(); ++c) {
+      if ((set >> c) & 1U) cols.push_back(c);
     }
+    if (std::fabs(ProductSum(m, cols)) == m.GetRows()) best = std::popcount(set);
   }
-  return limit + 1;
+  return best;
+}
+
+// The rows of `design` in block `block`.
+inline std::vector<int> RowsOfBlock(const NCDesign& design, int block) {
+  std::vector<int> rows;
+  for (int r = 0; r < design.GetRuns(); ++r) {
+    if (design.GetBlocks()[static_cast<std::size_t>(r)] == block) rows.push_back(r);
+  }
+  return rows;
 }
 
 // Options for `builder` made from defaults with the objective and models given.

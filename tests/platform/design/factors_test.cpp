@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "design_test_support.h"
 #include "zubra/platform/design/design_model.h"
 #include "zubra/platform/design/design_specific_options.h"
 #include "zubra/platform/design/e_design.h"
@@ -125,8 +126,7 @@ TEST(Factors, KindCountsAnswerTheMixtureQuestions) {
   };
   for (const Row& row : rows) {
     SCOPED_TRACE(row.name);
-    Factors factors;
-    for (const F& factor : row.factors) ASSERT_TRUE(factors.Add(factor, nullptr));
+    const Factors factors = test_support::Make(row.factors);
     EXPECT_EQ(factors.IsMixture(), row.mixture);
     EXPECT_EQ(factors.IsMixtureOnly(), row.only);
     EXPECT_EQ(factors.IsProcessAndMixture(), row.both);
@@ -158,9 +158,7 @@ TEST(DesignModel, MixtureModelsHaveTheCanonicalTermCounts) {
                                  {EModel::kQuadratic, 10},
                                  {EModel::kSpecialCubic, 14},
                                  {EModel::kCubic, 20}};
-  Factors factors;
-  for (const char* name : {"A", "B", "C", "D"})
-    ASSERT_TRUE(factors.Add(F::Formulation(name, 0, 1), nullptr));
+  const Factors factors = test_support::Mixture(4);
   for (const Row& row : rows) {
     SCOPED_TRACE(EModel::GetString(row.model));
     const DesignModel model = DesignModel::Make(factors, EModel::kQuadratic, row.model);

@@ -62,10 +62,9 @@ TEST(MixtureDesigns, RunCountsAndModelsFollowTheDesignKind) {
 
 TEST(MixtureDesigns, EveryRunSumsToTheMixtureTotal) {
   // Lower bounds make pseudo-components: amounts L_i + (T - sum L) z_i.
-  Factors factors;
-  ASSERT_TRUE(factors.Add(Factors::Factor::Formulation("Water", 10.0, 60.0, 100.0), nullptr));
-  ASSERT_TRUE(factors.Add(Factors::Factor::Formulation("Oil", 20.0, 70.0, 100.0), nullptr));
-  ASSERT_TRUE(factors.Add(Factors::Factor::Formulation("Wax", 20.0, 75.0, 100.0), nullptr));
+  const Factors factors = test_support::Make({Factors::Factor::Formulation("Water", 10, 60, 100),
+                                              Factors::Factor::Formulation("Oil", 20, 70, 100),
+                                              Factors::Factor::Formulation("Wax", 20, 75, 100)});
   const std::vector<std::pair<EDesign::Type, EModel::Type>> designs = {
       {EDesign::kSimplexLattice, EModel::kCubic},
       {EDesign::kSimplexCentroid, EModel::kSpecialCubic},
@@ -118,15 +117,16 @@ TEST(MixtureDesigns, RefuseRegionsAndFactorsTheyCannotCover) {
     std::string message;
   };
   using F = Factors::Factor;
+  const std::string no_simplex =
+      "The ranges of the mixture factors do not form a simplex; the design 'Simplex Lattice' "
+      "cannot cover them.";
   const std::vector<Row> rows = {
       {"upper bound cuts the simplex",
        {F::Formulation("A", 0, 1), F::Formulation("B", 0, 0.5), F::Formulation("C", 0, 1)},
-       "The ranges of the mixture factors do not form a simplex; the design 'Simplex Lattice' "
-       "cannot cover them."},
+       no_simplex},
       {"lower bounds fill the total",
        {F::Formulation("A", 0.5, 1), F::Formulation("B", 0.5, 1)},
-       "The ranges of the mixture factors do not form a simplex; the design 'Simplex Lattice' "
-       "cannot cover them."},
+       no_simplex},
       {"filler",
        {F::Formulation("A", 0, 1), F::Filler("B", 0, 1)},
        "The design 'Simplex Lattice' cannot have a filler factor."},
@@ -137,8 +137,7 @@ TEST(MixtureDesigns, RefuseRegionsAndFactorsTheyCannotCover) {
   const DesignBuilder& builder = Builder(EDesign::kSimplexLattice);
   for (const Row& row : rows) {
     SCOPED_TRACE(row.name);
-    Factors factors;
-    for (const auto& factor : row.factors) ASSERT_TRUE(factors.Add(factor, nullptr));
+    const Factors factors = test_support::Make(row.factors);
     std::string why;
     EXPECT_FALSE(builder.IsValid(
         factors, OptionsFor(builder, factors, EObjective::kRSM, EModel::kNone, EModel::kQuadratic),

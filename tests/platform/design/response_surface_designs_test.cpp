@@ -18,14 +18,7 @@ using test_support::Builder;
 using test_support::OptionsFor;
 using test_support::ProductSum;
 using test_support::Quantitative;
-
-std::vector<int> RowsOfBlock(const NCDesign& design, int block) {
-  std::vector<int> rows;
-  for (int r = 0; r < design.GetRuns(); ++r) {
-    if (design.GetBlocks()[static_cast<std::size_t>(r)] == block) rows.push_back(r);
-  }
-  return rows;
-}
+using test_support::RowsOfBlock;
 
 // Orthogonal blocking for a second-order model: in every block the first-order and the
 // cross-product columns sum to zero, and each square's sum is the same share of the block
@@ -55,12 +48,9 @@ bool Quadratic(const Factors& factors, const NCDesign& design) {
 
 TEST(CentralComposite, FormsPlaceFactorialAndAxialRunsAtTheirDistances) {
   struct Row {
-    std::string name;
-    std::string form;
-    int factors;
-    int runs;         // design proper
-    float axial;      // coded distance of the axial runs
-    float factorial;  // coded distance of the factorial runs
+    std::string name, form;
+    int factors, runs;       // runs: of the design proper
+    float axial, factorial;  // coded distances of the axial and of the factorial runs
   };
   const float a4 = std::sqrt(2.0F);        // 4^(1/4)
   const float a8 = std::pow(8.0F, 0.25F);  // 1.68179
@@ -123,8 +113,7 @@ TEST(CentralComposite, RotatableDistanceGivesRotatableMoments) {
 TEST(CentralComposite, StarDistanceOptionMovesTheAxialRuns) {
   const Factors factors = Quantitative(3);
   struct Row {
-    std::string name;
-    std::string form;
+    std::string name, form;
     float distance;
     bool valid;
     float axial;
@@ -153,8 +142,7 @@ TEST(CentralComposite, StarDistanceOptionMovesTheAxialRuns) {
 TEST(CentralComposite, BlocksSeparateTheAxialRunsAndSplitTheFactorialPart) {
   struct Row {
     std::string name;
-    int factors;
-    int runs;
+    int factors, runs;
     std::vector<unsigned> blocks;
   };
   // Composite designs in orthogonal blocks: k = 2: 2; k = 3, 4: 2 or 3; k = 5 (full): up to
@@ -207,16 +195,19 @@ TEST(CentralComposite, BlocksSeparateTheAxialRunsAndSplitTheFactorialPart) {
   }
 }
 
-TEST(BoxBehnken, RunCountsMatchThePublishedDesigns) {
-  const std::vector<std::pair<int, int>> published = {{3, 12},   {4, 24},  {5, 40},   {6, 48},
-                                                      {7, 56},   {9, 120}, {10, 160}, {11, 176},
-                                                      {12, 192}, {8, 128}};
+TEST(BoxBehnken, PublishedDesignsAreBuiltAndOrthogonallyBlocked) {
+  struct Row {
+    int factors, runs;
+    std::vector<unsigned> blocks;
+  };
+  const std::vector<Row> rows = {
+      {3, 12, {1}},  {4, 24, {1, 3}},      {5, 40, {1, 2}},   {6, 48, {1, 2}}, {7, 56, {1, 2}},
+      {8, 128, {1}}, {9, 120, {1, 5, 10}}, {10, 160, {1, 2}}, {11, 176, {1}},  {12, 192, {1, 2}}};
   const DesignBuilder& builder = Builder(EDesign::kBoxBehnken);
-  for (const auto& [k, runs] : published) {
+  for (const auto& [k, runs, blocks] : rows) {
     SCOPED_TRACE(std::to_string(k) + " factors");
     const Factors factors = Quantitative(k);
-    const DesignOptions options =
-        OptionsFor(builder, factors, EObjective::kRSM, EModel::kQuadratic);
+    DesignOptions options = OptionsFor(builder, factors, EObjective::kRSM, EModel::kQuadratic);
     EXPECT_EQ(options.GetCenterPoints(), 1);
     const auto design = builder.Generate(factors, options);
     EXPECT_EQ(design->GetRuns(), runs + 1);
@@ -238,28 +229,17 @@ TEST(BoxBehnken, RunCountsMatchThePublishedDesigns) {
     }
     EXPECT_EQ(pairs.size(), static_cast<std::size_t>(k * (k - 1) / 2));
     EXPECT_TRUE(Quadratic(factors, *design));
-  }
-}
-
-TEST(BoxBehnken, BlockedFormsAreOrthogonallyBlocked) {
-  const std::vector<std::pair<int, std::vector<unsigned>>> rows = {
-      {3, {1}}, {4, {1, 3}},     {5, {1, 2}},  {6, {1, 2}}, {7, {1, 2}},
-      {8, {1}}, {9, {1, 5, 10}}, {10, {1, 2}}, {11, {1}},   {12, {1, 2}}};
-  const DesignBuilder& builder = Builder(EDesign::kBoxBehnken);
-  for (const auto& [k, blocks] : rows) {
-    const Factors factors = Quantitative(k);
-    DesignOptions options = OptionsFor(builder, factors, EObjective::kRSM, EModel::kQuadratic);
-    EXPECT_EQ(builder.GetBlockCounts(factors, options), blocks) << k;
+    EXPECT_EQ(builder.GetBlockCounts(factors, options), blocks);
     for (unsigned b : blocks) {
       if (b == 1) continue;
-      SCOPED_TRACE(std::to_string(k) + " factors in " + std::to_string(b) + " blocks");
+      SCOPED_TRACE(std::to_string(b) + " blocks");
       options.SetBlocks(b);
       options.SetCenterPoints(static_cast<int>(b) - 1);
       EXPECT_FALSE(builder.IsValid(factors, options));
       options.SetCenterPoints(static_cast<int>(b));
-      const auto design = builder.Generate(factors, options);
-      ASSERT_EQ(design->GetBlockCount(), static_cast<int>(b));
-      ExpectOrthogonalBlocks(*design);
+      const auto blocked = builder.Generate(factors, options);
+      ASSERT_EQ(blocked->GetBlockCount(), static_cast<int>(b));
+      ExpectOrthogonalBlocks(*blocked);
     }
   }
 }

@@ -20,15 +20,7 @@ using test_support::MatrixResolution;
 using test_support::OptionsFor;
 using test_support::ProductSum;
 using test_support::Quantitative;
-
-// Rows of `design` in block `block`.
-std::vector<int> RowsOfBlock(const NCDesign& design, int block) {
-  std::vector<int> rows;
-  for (int r = 0; r < design.GetRuns(); ++r) {
-    if (design.GetBlocks()[static_cast<std::size_t>(r)] == block) rows.push_back(r);
-  }
-  return rows;
-}
+using test_support::RowsOfBlock;
 
 // Every column is balanced and every pair orthogonal, over all runs and within each block.
 void ExpectOrthogonalMainEffects(const NCDesign& design) {
@@ -81,10 +73,10 @@ TEST(FullFactorial, RunsEveryCombinationOnceInBalancedBlocks) {
 }
 
 TEST(FullFactorial, UncodedRunsSpanTheFactorRanges) {
-  Factors factors;
-  ASSERT_TRUE(factors.Add(Factors::Factor::Quantitative("Temp", 20.0, 80.0), nullptr));
-  ASSERT_TRUE(factors.Add(Factors::Factor::Qualitative("Catalyst", {"Pt", "Pd"}), nullptr));
-  ASSERT_TRUE(factors.Add(Factors::Factor::Multilevel("Speed", {100.0, 300.0}), nullptr));
+  const Factors factors =
+      test_support::Make({Factors::Factor::Quantitative("Temp", 20, 80),
+                          Factors::Factor::Qualitative("Catalyst", {"Pt", "Pd"}),
+                          Factors::Factor::Multilevel("Speed", {100, 300})});
   const DesignBuilder& builder = Builder(EDesign::kFullFactorial);
   const DesignOptions options =
       OptionsFor(builder, factors, EObjective::kScreening, EModel::kLinear);
@@ -143,8 +135,7 @@ TEST(FractionalFactorial, DefaultSizesAreTheSmallestOfTheirResolution) {
   struct Row {
     std::string name;
     EDesign::Type type;
-    int factors;
-    int runs;
+    int factors, runs;
   };
   const std::vector<Row> rows = {
       {"4 factors res III", EDesign::kFracFactResIII, 4, 8},
@@ -210,8 +201,7 @@ TEST(PlackettBurman, EveryMatrixHasBalancedOrthogonalColumns) {
 TEST(PlackettBurman, SizesAndBlocksFollowTheFactorCount) {
   struct Row {
     std::string name;
-    int factors;
-    int runs;
+    int factors, runs;
     std::vector<unsigned> blocks;
   };
   const std::vector<Row> rows = {{"7 in 8", 7, 8, {1}},        {"8 in 12", 8, 12, {1, 2}},
@@ -301,8 +291,7 @@ TEST(TwoLevelDesigns, RefuseFactorsAndOptionsTheyCannotServe) {
   };
   for (const Row& row : rows) {
     SCOPED_TRACE(row.name);
-    Factors factors;
-    for (const auto& factor : row.factors) ASSERT_TRUE(factors.Add(factor, nullptr));
+    const Factors factors = test_support::Make(row.factors);
     const DesignBuilder& builder = Builder(row.type);
     DesignOptions base;
     base.SetProcessModel(row.model);
