@@ -25,6 +25,7 @@
 #include <zubra/platform/base/sca_types.h>
 #include <zubra/platform/base/undefined.h>
 #include <zubra/platform/design/all_designs.h>
+#include <zubra/platform/design/candidate_set.h>
 #include <zubra/platform/design/d_optimal_options.h>
 #include <zubra/platform/design/design_builder.h>
 #include <zubra/platform/design/design_model.h>

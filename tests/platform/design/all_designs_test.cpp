@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <climits>
 #include <memory>
 #include <set>
 #include <string>
@@ -14,8 +13,10 @@
 namespace zubra {
 namespace {
 
+using test_support::Make;
 using test_support::Mixture;
 using test_support::Quantitative;
+using F = Factors::Factor;
 
 // The best-design choice as the design objective makes it: every design of the catalogue
 // gets options made for it from the objective, models and run limit, and the admissible
@@ -41,15 +42,13 @@ TEST(AllDesigns, BuildersAreFoundByTypeAndName) {
   struct Row {
     std::string name;
     EDesign::Type type;
-    std::string design_name;
-    std::string found;  // "" for none
+    std::string design_name, found;  // found: "" for none
   };
   const std::vector<Row> rows = {
       {"exact", EDesign::kCentralComposite, "CCC", "CCC"},
       {"any case", EDesign::kCentralComposite, "cci", "CCI"},
       {"unknown name gives the first", EDesign::kCentralComposite, "Cube", "CCF"},
       {"old design name", EDesign::kFracFactResIV, "FractionalFactorial", "FractionalFactorial"},
-      {"saturated quadratic", EDesign::kRechtschaffner, "Rechtschaffner", "Rechtschaffner"},
       {"type without builder", EDesign::kOnion, "", ""},
   };
   for (const Row& row : rows) {
@@ -63,9 +62,7 @@ TEST(AllDesigns, BuildersAreFoundByTypeAndName) {
     EXPECT_EQ(builder->GetType(), row.type);
     EXPECT_EQ(builder->GetName(), row.found);
   }
-}
-
-TEST(AllDesigns, CataloguesHoldEachDesignOnceClassicFirst) {
+  // Both catalogues hold each design once, the classic designs first.
   const AllDesigns::Catalogue& classic = AllDesigns::ClassicDesigns();
   const AllDesigns::Catalogue& all = AllDesigns::ClassicAndREDMUPDesigns();
   ASSERT_GE(classic.size(), 15U);
@@ -86,45 +83,43 @@ TEST(AllDesigns, IsAnyDesignValidAnswersForObjectiveModelAndRunLimit) {
     Factors factors;
     bool valid;
   };
-  Factors both = Quantitative(2);
-  ASSERT_TRUE(both.Add(Factors::Factor::Formulation("M1", 0, 1), nullptr));
-  ASSERT_TRUE(both.Add(Factors::Factor::Formulation("M2", 0, 1), nullptr));
-  Factors qualitative = Quantitative(1);
-  ASSERT_TRUE(qualitative.Add(Factors::Factor::Qualitative("Q", {"a", "b", "c"}), nullptr));
+  const Factors both =
+      Make({F::Quantitative("A", 0, 1), F::Formulation("M1", 0, 1), F::Formulation("M2", 0, 1)});
+  const Factors qualitative =
+      Make({F::Quantitative("A", 0, 1), F::Qualitative("Q", {"a", "b", "c"})});
+  const int any = 10000;
   const std::vector<Row> rows = {
-      {"screening linear", EObjective::kScreening, EModel::kLinear, 10000, Quantitative(3), true},
-      {"screening quadratic (general factorial)", EObjective::kScreening, EModel::kQuadratic, 10000,
-       Quantitative(3), true},
-      {"screening cubic", EObjective::kScreening, EModel::kCubic, 10000, Quantitative(3), false},
-      {"RSM quadratic", EObjective::kRSM, EModel::kQuadratic, 10000, Quantitative(3), true},
+      {"screening linear", EObjective::kScreening, EModel::kLinear, any, Quantitative(3), true},
+      {"screening quadratic", EObjective::kScreening, EModel::kQuadratic, any, Quantitative(3),
+       true},
+      {"screening cubic", EObjective::kScreening, EModel::kCubic, any, Quantitative(3), false},
       {"RSM within 15 runs", EObjective::kRSM, EModel::kQuadratic, 15, Quantitative(3), true},
-      {"RSM within 14 runs", EObjective::kRSM, EModel::kQuadratic, 14, Quantitative(3), false},
-      {"RSM 40 factors", EObjective::kRSM, EModel::kQuadratic, 10000, Quantitative(40), false},
-      {"RSM qualitative", EObjective::kRSM, EModel::kQuadratic, 10000, qualitative, true},
-      {"robustness", EObjective::kRobustness, EModel::kLinear, 10000, Quantitative(20), true},
-      {"optimization interaction", EObjective::kOptimization, EModel::kInteraction, 10000,
-       Quantitative(4), true},
-      {"mixture linear", EObjective::kScreening, EModel::kLinear, 10000, Mixture(3), true},
-      {"mixture cubic", EObjective::kRSM, EModel::kCubic, 10000, Mixture(3), true},
-      {"mixture interaction", EObjective::kRSM, EModel::kInteraction, 10000, Mixture(3), false},
-      {"process and mixture", EObjective::kProcessMixture, EModel::kLinear, 10000, both, false},
-      {"no objective", EObjective::kNone, EModel::kLinear, 10000, Quantitative(3), false},
-      {"no factors", EObjective::kScreening, EModel::kLinear, 10000, Factors(), false},
+      // Below the classical designs' 15 runs only a D-optimal design fits.
+      {"RSM within 14 runs", EObjective::kRSM, EModel::kQuadratic, 14, Quantitative(3), true},
+      {"RSM within 9 runs", EObjective::kRSM, EModel::kQuadratic, 9, Quantitative(3), false},
+      {"RSM 40 factors", EObjective::kRSM, EModel::kQuadratic, any, Quantitative(40), false},
+      {"RSM qualitative", EObjective::kRSM, EModel::kQuadratic, any, qualitative, true},
+      {"robustness", EObjective::kRobustness, EModel::kLinear, any, Quantitative(20), true},
+      {"optimization", EObjective::kOptimization, EModel::kInteraction, any, Quantitative(4), true},
+      {"mixture linear", EObjective::kScreening, EModel::kLinear, any, Mixture(3), true},
+      {"mixture cubic", EObjective::kRSM, EModel::kCubic, any, Mixture(3), true},
+      {"mixture interaction", EObjective::kRSM, EModel::kInteraction, any, Mixture(3), false},
+      {"process and mixture", EObjective::kProcessMixture, EModel::kLinear, any, both, false},
+      {"no objective", EObjective::kNone, EModel::kLinear, any, Quantitative(3), false},
+      {"no factors", EObjective::kScreening, EModel::kLinear, any, Factors(), false},
   };
   for (const Row& row : rows) {
     SCOPED_TRACE(row.name);
-    EXPECT_EQ(
-        AllDesigns::IsAnyDesignValid(row.objective, row.model, row.max_runs, row.factors, false),
-        row.valid);
-    EXPECT_EQ(
-        AllDesigns::IsAnyDesignValid(row.objective, row.model, row.max_runs, row.factors, true),
-        row.valid);
+    for (bool flag : {false, true}) {
+      EXPECT_EQ(
+          AllDesigns::IsAnyDesignValid(row.objective, row.model, row.max_runs, row.factors, flag),
+          row.valid);
+    }
   }
 }
 
 TEST(AllDesigns, BestDesignSuitsTheObjectiveAndTheFactors) {
   struct Row {
-    std::string name;
     Factors factors;
     EObjective::Type objective;
     EModel::Type model;
@@ -132,42 +127,36 @@ TEST(AllDesigns, BestDesignSuitsTheObjectiveAndTheFactors) {
     std::string design_name;
     int runs;
   };
-  Factors qualitative = Quantitative(2);
-  ASSERT_TRUE(qualitative.Add(Factors::Factor::Qualitative("Q", {"a", "b", "c"}), nullptr));
+  const Factors qualitative = Make({F::Quantitative("A", 0, 1), F::Quantitative("B", 0, 1),
+                                    F::Qualitative("Q", {"a", "b", "c"})});
+  const auto screening = EObjective::kScreening;
+  const auto rsm = EObjective::kRSM;
+  const auto linear = EModel::kLinear;
+  const auto interaction = EModel::kInteraction;
+  const auto quadratic = EModel::kQuadratic;
+  const std::string ff = "FractionalFactorial";
   const std::vector<Row> rows = {
-      {"3 factors screening", Quantitative(3), EObjective::kScreening, EModel::kLinear,
-       EDesign::kFullFactorial, "Full Factorial", 8},
-      {"5 factors screening", Quantitative(5), EObjective::kScreening, EModel::kLinear,
-       EDesign::kFracFactResV, "FractionalFactorial", 16},
-      {"7 factors screening", Quantitative(7), EObjective::kScreening, EModel::kLinear,
-       EDesign::kFracFactResIV, "FractionalFactorial", 16},
-      {"15 factors screening", Quantitative(15), EObjective::kScreening, EModel::kLinear,
-       EDesign::kFracFactResIV, "FractionalFactorial", 32},
-      {"20 factors screening", Quantitative(20), EObjective::kScreening, EModel::kLinear,
-       EDesign::kPlackettBurman, "Plackett-Burman", 24},
-      {"6 factors interactions", Quantitative(6), EObjective::kScreening, EModel::kInteraction,
-       EDesign::kFullFactorial, "Full Factorial", 64},
-      {"8 factors interactions", Quantitative(8), EObjective::kScreening, EModel::kInteraction,
-       EDesign::kFracFactResV, "FractionalFactorial", 64},
-      {"13 factors interactions", Quantitative(13), EObjective::kScreening, EModel::kInteraction,
-       EDesign::kRechtschaffnerResV, "Rechtschaffner Res V", 92},
-      {"3 factors RSM", Quantitative(3), EObjective::kRSM, EModel::kQuadratic,
-       EDesign::kCentralComposite, "CCF", 14},
-      {"12 factors RSM", Quantitative(12), EObjective::kRSM, EModel::kQuadratic,
-       EDesign::kBoxBehnken, "Box-Behnken", 192},
-      {"14 factors RSM", Quantitative(14), EObjective::kRSM, EModel::kQuadratic,
-       EDesign::kRechtschaffner, "Rechtschaffner", 120},
-      {"qualitative screening", qualitative, EObjective::kScreening, EModel::kLinear,
-       EDesign::kGeneralFullFactorial, "General Full Factorial", 12},
-      {"mixture screening", Mixture(4), EObjective::kScreening, EModel::kLinear, EDesign::kAxial,
-       "Axial", 9},
-      {"mixture RSM", Mixture(3), EObjective::kRSM, EModel::kQuadratic, EDesign::kSimplexCentroid,
-       "Simplex Centroid", 7},
-      {"mixture cubic", Mixture(3), EObjective::kRSM, EModel::kCubic, EDesign::kSimplexLattice,
-       "Simplex Lattice", 10},
+      {Quantitative(3), screening, linear, EDesign::kFullFactorial, "Full Factorial", 8},
+      {Quantitative(5), screening, linear, EDesign::kFracFactResV, ff, 16},
+      {Quantitative(7), screening, linear, EDesign::kFracFactResIV, ff, 16},
+      {Quantitative(15), screening, linear, EDesign::kFracFactResIV, ff, 32},
+      {Quantitative(20), screening, linear, EDesign::kPlackettBurman, "Plackett-Burman", 24},
+      {Quantitative(6), screening, interaction, EDesign::kFullFactorial, "Full Factorial", 64},
+      {Quantitative(8), screening, interaction, EDesign::kFracFactResV, ff, 64},
+      {Quantitative(13), screening, interaction, EDesign::kRechtschaffnerResV,
+       "Rechtschaffner Res V", 92},
+      {Quantitative(3), rsm, quadratic, EDesign::kCentralComposite, "CCF", 14},
+      {Quantitative(12), rsm, quadratic, EDesign::kBoxBehnken, "Box-Behnken", 192},
+      {Quantitative(14), rsm, quadratic, EDesign::kRechtschaffner, "Rechtschaffner", 120},
+      {qualitative, screening, linear, EDesign::kGeneralFullFactorial, "General Full Factorial",
+       12},
+      {Mixture(4), screening, linear, EDesign::kAxial, "Axial", 9},
+      {Mixture(3), rsm, quadratic, EDesign::kSimplexCentroid, "Simplex Centroid", 7},
+      {Mixture(3), rsm, EModel::kCubic, EDesign::kSimplexLattice, "Simplex Lattice", 10},
   };
   for (const Row& row : rows) {
-    SCOPED_TRACE(row.name);
+    SCOPED_TRACE(row.design_name + " for " + std::to_string(row.factors.GetCount()) +
+                 " factors, model " + EModel::GetString(row.model));
     const auto [best, runs] = Best(row.factors, row.objective, row.model);
     ASSERT_NE(best, nullptr);
     EXPECT_EQ(best->GetType(), row.type);
@@ -222,25 +211,19 @@ TEST(AllDesigns, RegisterAddsNewFamiliesAndRefusesDuplicates) {
   EXPECT_EQ(AllDesigns::GetDesignBuilder(EDesign::kREDMUP, "")->GetName(), "Plate");
 }
 
-TEST(AllDesigns, GenerationStopsWhenCancelled) {
+TEST(AllDesigns, GenerationPlacesReplicatesAndCentresInBlocksAndStopsWhenCancelled) {
   const Factors factors = Quantitative(3);
-  const DesignBuilder* builder = AllDesigns::GetDesignBuilder(EDesign::kFullFactorial, "");
-  ASSERT_NE(builder, nullptr);
+  const DesignBuilder& builder = test_support::Builder(EDesign::kFullFactorial);
   const bool cancel = true;
-  EXPECT_THROW((void)builder->Generate(factors, DesignOptions(), &cancel), CancelException);
   const bool go_on = false;
-  EXPECT_EQ(builder->Generate(factors, DesignOptions(), &go_on)->GetRuns(), 11);
-}
-
-TEST(AllDesigns, ReplicatesAndCentrePointsArePlacedWithinTheirBlocks) {
-  const Factors factors = Quantitative(3);
-  const DesignBuilder* builder = AllDesigns::GetDesignBuilder(EDesign::kFullFactorial, "");
+  EXPECT_THROW((void)builder.Generate(factors, DesignOptions(), &cancel), CancelException);
+  EXPECT_EQ(builder.Generate(factors, DesignOptions(), &go_on)->GetRuns(), 11);
   DesignOptions options;
   options.SetBlocks(2);
   options.SetCenterPoints(3);
   options.SetReplicates(1);
   options.SetReplicatedRuns(2);
-  const auto design = builder->Generate(factors, options);
+  const auto design = builder.Generate(factors, options);
   // 8 runs twice, 2 replicated runs, 3 centre points (2 in the first block, 1 in the second).
   ASSERT_EQ(design->GetRuns(), 8 * 2 + 2 + 3);
   EXPECT_EQ(design->CountRuns(NCDesign::RunKind::kReplicate), 10);
@@ -258,7 +241,7 @@ TEST(AllDesigns, ReplicatesAndCentrePointsArePlacedWithinTheirBlocks) {
   EXPECT_EQ(centres_in_first, 2);
   options.SetReplicatedRuns(9);
   std::string why;
-  EXPECT_FALSE(builder->IsValid(factors, options, &why));
+  EXPECT_FALSE(builder.IsValid(factors, options, &why));
   EXPECT_EQ(why, "The design 'Full Factorial' has only 8 runs to replicate.");
 }
 

@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "zubra/platform/design/design_options.h"
+#include "zubra/platform/design/internal/d_optimal_builder.h"
 #include "zubra/platform/design/internal/factorial_builders.h"
 #include "zubra/platform/design/internal/general_factorial_builder.h"
 #include "zubra/platform/design/internal/mixture_builders.h"
@@ -74,6 +75,7 @@ Registry& TheRegistry() {
     classic(std::make_unique<MixtureBuilder>(MixtureBuilder::Kind::kAxial));
     classic(std::make_unique<MixtureBuilder>(MixtureBuilder::Kind::kCentroid));
     classic(std::make_unique<MixtureBuilder>(MixtureBuilder::Kind::kLattice));
+    classic(std::make_unique<internal::DOptimalBuilder>());
     return built;
   }();
   return registry;
