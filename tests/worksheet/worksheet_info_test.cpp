@@ -355,6 +355,7 @@ TEST_F(WorksheetTest, TextAndJsonFormsRoundTrip) {
   sheet.SetValue(1, "Temp", 0.1);
   sheet.SetValue(1, "Cat", "A");
   sheet.SetValue(2, "Yield", 1234567.25);
+  sheet.SetValue(3, "Temp", 1.0 / 3.0);  // needs all 17 digits to read back exactly
   sheet.GetExperiment(2)->SetExcluded(Experiment::kOut);
   sheet.GetExperiment(3)->SetCombinationID("K7");
   sheet.GetExperiment(3)->SetExpName("Third");

@@ -5,6 +5,7 @@
 #include <cmath>
 #include <locale>
 #include <random>
+#include <limits>
 #include <sstream>
 #include <utility>
 
@@ -528,7 +529,8 @@ std::string WorksheetInfo::ToText() const {
 
   std::ostringstream out;
   out.imbue(std::locale::classic());
-  out.precision(15);
+  // Enough digits for every double to read back exactly.
+  out.precision(std::numeric_limits<double>::max_digits10);
   for (const auto column : columns) out << GetDefaultColumnName(column) << '\t';
   bool first = true;
   for (const std::string& name : CellNames()) {

@@ -191,7 +191,7 @@ class WorksheetInfo {
   // names, then one line per experiment: "ExpNo", "Combination ID" (only when some
   // experiment has one), "ExpName" (or "Molecule Names" when some experiment is named by
   // its molecule), "RunOrder", "InOut", then the cells as Run::Write writes them, numbers in
-  // the C locale with up to 15 significant digits.
+  // the C locale with 17 significant digits, so that every number reads back exactly.
   [[nodiscard]] std::string ToText() const;
   // Reads ToText's form: the header names the fixed columns (in any order, up to "InOut")
   // and then the variables, matched by name; cells of unknown variables are skipped.
