@@ -25,8 +25,8 @@ constexpr std::string_view kLimitsColumn = "Limits";
 constexpr std::string_view kUtf8ByteOrderMark = "\xEF\xBB\xBF";
 
 const std::string& EmptyText() {
-  static const std::string empty;
-  return empty;
+  static const std::string kEmpty;
+  return kEmpty;
 }
 
 std::string_view OperatorText(ConstraintsInfo::ExcludeType type) {
@@ -503,6 +503,7 @@ bool ConstraintsInfo::Read(const char* path) {
     header.push_back(KtStdString::Trim(cell));
   }
   std::vector<const std::string*> names;
+  names.reserve(header.size());
   for (const std::string& cell : header) names.push_back(&cell);
   const Columns layout = MapColumns(
       names, *this,

@@ -80,8 +80,8 @@ struct Patterns {
 };
 
 const Patterns& GetPatterns() {
-  static const Patterns patterns;
-  return patterns;
+  static const Patterns kPatterns;
+  return kPatterns;
 }
 
 // Converts a captured number as single precision (accepting a decimal comma) and widens it.

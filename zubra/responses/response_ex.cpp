@@ -131,7 +131,7 @@ ResponseEx::ResponseEx(const ResponseEx& other)
       setting_values_(other.setting_values_) {}
 
 ResponseEx& ResponseEx::operator=(const ResponseEx& other) {
-  CopyFrom(other);
+  if (this != &other) CopyFrom(other);
   return *this;
 }
 
@@ -544,7 +544,7 @@ bool ResponseEx::Load(const json_value& json) {
   }
   if (const json_value* unit = FindString(json, "unit")) d.SetUnits(unit->get<std::string>());
   if (const json_value* type_text = FindString(json, "type")) {
-    const std::string& text = type_text->get_ref<const std::string&>();
+    const auto& text = type_text->get_ref<const std::string&>();
     if (text == "derived") {
       type = kDerived;
       if (const json_value* formula_text = FindString(json, "formula")) {

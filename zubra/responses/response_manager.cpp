@@ -51,7 +51,7 @@ bool ResponseManager::Delete(int number) {
   if (number < 1 || number > static_cast<int>(responses_.size())) return false;
   responses_.erase(responses_.begin() + (number - 1));
   // Only the later ones change number.
-  for (std::size_t i = static_cast<std::size_t>(number - 1); i < responses_.size(); ++i) {
+  for (auto i = static_cast<std::size_t>(number - 1); i < responses_.size(); ++i) {
     responses_[i]->GetResponseClass()->SetNumber(static_cast<int>(i) + 1);
   }
   return true;

@@ -130,13 +130,13 @@ bool FactorClass::HasSettingLabels(int setting) const {
 }
 
 std::string FactorClass::GetAbbr(int setting) const {
-  const std::string abbreviation = ResponseClass::GetAbbr(setting);
+  std::string abbreviation = ResponseClass::GetAbbr(setting);
   if (!HasSettingLabels(setting)) return abbreviation;
   return abbreviation + "(" + GetSetting(setting) + ")";
 }
 
 std::string FactorClass::GetTransformedAbbr(int setting) const {
-  const std::string abbreviation = ResponseClass::GetAbbr(setting);
+  std::string abbreviation = ResponseClass::GetAbbr(setting);
   if (Variables::IsBlockGen(abbreviation, false)) return abbreviation;
   return GetAbbr(setting) + (IsTransformed() ? "~" : "");
 }
@@ -482,7 +482,7 @@ void FactorClass::SetExpandedSettings(float* row, const char* setting_text, int&
   const XFMatrix& coding = *value_.GetCodingMatrix();
   const int index = GetSettingIndex(text);
   for (int j = 1; j <= coding.GetCols(); ++j) {
-    float entry = static_cast<float>(kUndefined);
+    auto entry = static_cast<float>(kUndefined);
     if (GetName() == "$BlockV" && !keep_block) {
       entry = 0.0F;
     } else if (index > 0) {

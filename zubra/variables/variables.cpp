@@ -944,7 +944,7 @@ bool Variables::AdjustMixtureRanges(bool* changed, std::string* message) {
   };
   std::vector<Work> work;
   for (int slot = process_count_ + 1; slot <= factor_count_; ++slot) {
-    FactorClass& factor = const_cast<FactorClass&>(FactorIn(slot));
+    auto& factor = const_cast<FactorClass&>(FactorIn(slot));
     work.push_back({&factor, factor});
   }
   const bool any_controlled = std::any_of(

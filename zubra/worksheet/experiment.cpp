@@ -109,7 +109,7 @@ void Experiment::Write(std::ostream& out, char separator) const {
 }
 
 void Experiment::FromJson(const json_value& row, const std::vector<WorksheetColumns>& columns,
-                          const std::vector<int>& valueIndex) {
+                          const std::vector<int>& value_index) {
   if (!row.is_array()) {
     throw Exception(ExceptionMessage::translate("Parse error: a worksheet row must be an array."));
   }
@@ -147,7 +147,7 @@ void Experiment::FromJson(const json_value& row, const std::vector<WorksheetColu
         throw Exception(ExceptionMessage::translate("Parse error: column {} must be a string.") %
                         static_cast<int>(k + 1));
       }
-      const std::string& text = element.get_ref<const std::string&>();
+      const auto& text = element.get_ref<const std::string&>();
       switch (column) {
         case kCombinationID:
           read.combination_id_ = text;
@@ -167,8 +167,8 @@ void Experiment::FromJson(const json_value& row, const std::vector<WorksheetColu
       }
     }
   }
-  for (std::size_t j = 0; columns.size() + j < row.size() && j < valueIndex.size(); ++j) {
-    const int index = valueIndex[j];
+  for (std::size_t j = 0; columns.size() + j < row.size() && j < value_index.size(); ++j) {
+    const int index = value_index[j];
     if (index < 0 || index >= read.GetNumValues()) continue;
     const json_value& element = row[columns.size() + j];
     if (element.is_string()) {

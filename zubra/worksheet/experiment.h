@@ -86,7 +86,7 @@ class Experiment : public Run {
   void Write(std::ostream& out, char separator) const override;
 
   // Reads a JSON row (an array): the fixed columns in the order of `columns`, then the cells,
-  // element j after the fixed ones going to cell valueIndex[j] + 1 (skipped when the index is
+  // element j after the fixed ones going to cell value_index[j] + 1 (skipped when the index is
   // negative, beyond the row, or when there is no j-th index). "ExpNo" must be a JSON integer
   // and "RunOrder" any number (a floating value is truncated); "InOut" is in exactly when the
   // text starts with "In". A string element makes a text cell, a number a number cell, any
@@ -94,7 +94,7 @@ class Experiment : public Run {
   // holds too few elements, and with the messages "Parse error: experiment number must be an
   // int." and "Parse error: Run order must be an int."; the experiment is unchanged then.
   void FromJson(const json_value& row, const std::vector<WorksheetColumns>& columns,
-                const std::vector<int>& valueIndex);
+                const std::vector<int>& value_index);
   // Writes the row in the column order of GetJsonColumns(UseMolName()) followed by every
   // cell: a number (null when missing), a string, or null for an empty cell.
   [[nodiscard]] json_value ToJson() const;

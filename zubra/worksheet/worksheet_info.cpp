@@ -3,9 +3,9 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 #include <locale>
 #include <random>
-#include <limits>
 #include <sstream>
 #include <utility>
 
@@ -333,9 +333,9 @@ void WorksheetInfo::RandomizeRunOrder(int first, int last, bool flag) {
   }
 }
 
-bool WorksheetInfo::RandomizeBlockedRunorder(const char* factorName, bool /*flag*/) {
-  if (variables_ == nullptr || factorName == nullptr) return false;
-  const int cell = variables_->GetSlot(factorName);
+bool WorksheetInfo::RandomizeBlockedRunorder(const char* factor_name, bool /*flag*/) {
+  if (variables_ == nullptr || factor_name == nullptr) return false;
+  const int cell = variables_->GetSlot(factor_name);
   if (cell == 0) return false;
   const ResponseClass* variable = variables_->GetVariable(cell);
   const auto* factor = variable != nullptr && variable->IsA() != CEVar::kResponse
@@ -474,7 +474,7 @@ std::string WorksheetInfo::GetRunKind(int position) const {
 // ------------------------------------------------------------------ factor matrix
 
 FMatrix WorksheetInfo::GetFactorMatrix(bool coded) const {
-  if (variables_ == nullptr) return FMatrix(GetExperimentCount(), 0);
+  if (variables_ == nullptr) return {GetExperimentCount(), 0};
   const int columns = variables_->GetExpandedFactorCount();
   FMatrix matrix(GetExperimentCount(), columns, static_cast<float>(kUndefined));
   for (int p = 1; p <= GetExperimentCount(); ++p) {
@@ -678,7 +678,7 @@ void WorksheetInfo::FromJson(const json_value& json) {
     if (!name.is_string()) {
       throw Exception(ExceptionMessage::translate("Parse error: a column name must be a string."));
     }
-    const std::string& text = name.get_ref<const std::string&>();
+    const auto& text = name.get_ref<const std::string&>();
     Experiment::WorksheetColumns column{};
     if (in_fixed && GetColumnFromName(text, &column)) {
       fixed.push_back(column);

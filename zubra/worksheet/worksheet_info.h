@@ -145,11 +145,11 @@ class WorksheetInfo {
   // randomization that exists among "Design set", "$Layer" and "$BlockV".
   void RandomizeRunOrder(int first, int last, bool flag);
   // Shuffles the run orders of the eligible experiments of the whole worksheet within the
-  // groups of experiments that share a setting of the factor `factorName` (a qualitative
+  // groups of experiments that share a setting of the factor `factor_name` (a qualitative
   // factor by setting index, any other by the cell's value). Groups are visited in order of
   // their setting (or value) and share one generator; each group is shuffled as
   // RandomizeRunOrder shuffles. False when no variable has that name. `flag` has no effect.
-  bool RandomizeBlockedRunorder(const char* factorName, bool flag);
+  bool RandomizeBlockedRunorder(const char* factor_name, bool flag);
 
   // True when any experiment is a centre point (see the class comment).
   [[nodiscard]] bool HasCenterPoint() const;

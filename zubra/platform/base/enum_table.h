@@ -137,7 +137,7 @@ E EnumTextFromJson(const EnumTable<E, std::string_view, N>& table, const json_va
 // Returns the JSON number form of `code`, or null when the code has no row.
 template <typename E, std::size_t N>
 json_value EnumNumberToJson(const EnumTable<E, double, N>& table, E code) {
-  if (!table.Contains(code)) return json_value();
+  if (!table.Contains(code)) return {};
   return json_value(table.ValueOf(code, 0.0));
 }
 

@@ -40,7 +40,7 @@ std::vector<std::vector<Level>> FactorLevels(const Factors& factors, int continu
     const double mid = (factor.low + factor.high) / 2.0;
     const double half = (factor.high - factor.low) / 2.0;
     if (!factor.IsVaried()) {
-      float value = static_cast<float>(kUndefined);
+      auto value = static_cast<float>(kUndefined);
       if (factor.use == CEUse::kConstant)
         value = factor.IsQualitative() ? 1.0F : static_cast<float>(mid);
       levels.push_back({factor.IsQualitative() ? 1.0F : 0.0F, value});
@@ -93,7 +93,7 @@ CandidateSet CandidateSet::Make(const Factors& factors, int continuous_levels,
                     max_points);
   }
   const int cols = factors.GetCount();
-  const std::size_t width = static_cast<std::size_t>(cols);
+  const auto width = static_cast<std::size_t>(cols);
   std::vector<float> coded;
   std::vector<float> uncoded;
   std::vector<float> point_coded(width);

@@ -225,7 +225,7 @@ std::unique_ptr<NCDesign> DesignBuilder::Generate(const Factors& factors,
     const Factors::Factor& factor = factors.GetFactor(f);
     if (factor.IsVaried()) continue;
     const float fixed_coded = factor.IsQualitative() ? 1.0F : 0.0F;
-    float fixed_value = static_cast<float>(kUndefined);
+    auto fixed_value = static_cast<float>(kUndefined);
     if (factor.use == CEUse::kConstant) {
       fixed_value =
           factor.IsQualitative() ? 1.0F : static_cast<float>((factor.low + factor.high) / 2.0);

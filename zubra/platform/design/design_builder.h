@@ -123,15 +123,17 @@ class DesignBuilder {
   // Further rules (generators, star distance) for a design of `runs` runs; true by default.
   virtual bool CheckSpecific(const Factors& factors, const DesignOptions& options, int runs,
                              std::string* message) const;
-  virtual std::vector<int> CandidateRuns(const Factors& factors,
-                                         const DesignOptions& options) const = 0;
+  [[nodiscard]] virtual std::vector<int> CandidateRuns(const Factors& factors,
+                                                       const DesignOptions& options) const = 0;
   // Block counts for `runs` runs; {1} by default.
-  virtual std::vector<unsigned> BlockCounts(const Factors& factors, const DesignOptions& options,
-                                            int runs) const;
+  [[nodiscard]] virtual std::vector<unsigned> BlockCounts(const Factors& factors,
+                                                          const DesignOptions& options,
+                                                          int runs) const;
   // 0 by default.
-  virtual int MinCenterPoints(const Factors& factors, const DesignOptions& options) const;
+  [[nodiscard]] virtual int MinCenterPoints(const Factors& factors,
+                                            const DesignOptions& options) const;
   // True unless a factor has discrete levels or settings, by default.
-  virtual bool CenterPointsAllowed(const Factors& factors) const;
+  [[nodiscard]] virtual bool CenterPointsAllowed(const Factors& factors) const;
   // Builds the design proper for valid options of `runs` runs in `blocks` blocks.
   virtual Core BuildCore(const Factors& factors, const DesignOptions& options, int runs,
                          unsigned blocks, const bool* cancel) const = 0;

@@ -72,7 +72,7 @@ DesignModel DesignModel::Make(const Factors& factors, EModel::Type process_model
     }
   }
   if (!process.empty() && process_model >= EModel::kLinear && process_model <= EModel::kQuadratic) {
-    if (mixture.empty()) terms.push_back({});
+    if (mixture.empty()) terms.emplace_back();
     for (int i : process) terms.push_back({i});
     if (process_model >= EModel::kInteraction) {
       for (std::size_t a = 0; a < process.size(); ++a) {
@@ -137,7 +137,7 @@ std::vector<std::string> DesignModel::GetColumnNames(const Factors& factors) con
       std::vector<std::string> next;
       for (const std::string& head : partial) {
         for (const std::string& tail : slot)
-          next.push_back(head.empty() ? tail : head + "*" + tail);
+          next.push_back(head.empty() ? tail : std::string(head).append("*").append(tail));
       }
       partial = std::move(next);
     }

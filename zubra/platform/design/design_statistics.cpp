@@ -24,6 +24,7 @@ int PureErrorDF(const NCDataMatrix<float>& coded) {
   std::map<std::vector<long long>, int> groups;
   for (int r = 0; r < coded.GetRows(); ++r) {
     std::vector<long long> key;
+    key.reserve(static_cast<std::size_t>(coded.GetCols()));
     for (int c = 0; c < coded.GetCols(); ++c) {
       key.push_back(std::llround(static_cast<double>(coded(r, c)) * 1e6));
     }
@@ -77,7 +78,7 @@ DesignStatistics::Results DesignStatistics::Compute(const NCDataMatrix<float>& c
   results.g_efficiency_ = 100.0 * p / (n * most);
   // The singular values of X are the square roots of the eigenvalues of X'X (ascending).
   const Eigen::SelfAdjointEigenSolver<Eigen::MatrixXd> eigen(information, Eigen::EigenvaluesOnly);
-  const Eigen::VectorXd values = eigen.eigenvalues();
+  const Eigen::VectorXd& values = eigen.eigenvalues();
   results.condition_ = std::sqrt(values(p - 1) / values(0));
   const bool centred = model.HasConstant();
   for (std::size_t i = 0; i < vif_columns.size(); ++i) {

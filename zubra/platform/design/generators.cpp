@@ -99,7 +99,7 @@ int Log2(int runs) { return std::countr_zero(static_cast<unsigned>(runs)); }
 // The resolution of a table design, computed once per row; a full factorial counts as any
 // resolution.
 int Resolution(const TableDesign& design) {
-  static const std::vector<int> resolutions = [] {
+  static const std::vector<int> kResolutions = [] {
     std::vector<int> all;
     for (const TableDesign& row : kTable) {
       const int p = row.factors - Log2(row.runs);
@@ -110,7 +110,7 @@ int Resolution(const TableDesign& design) {
     }
     return all;
   }();
-  return resolutions[static_cast<std::size_t>(&design - kTable)];
+  return kResolutions[static_cast<std::size_t>(&design - kTable)];
 }
 
 // The table answer for level `level` (0: the full factorial table).
@@ -251,11 +251,12 @@ Generators::Generators(int base, std::vector<int> factor_words, std::vector<int>
 
 Generators Generators::WithoutBlocks() const {
   if (IsEmpty()) return {};
-  return Generators(base_, factor_words_, {});
+  return {base_, factor_words_, {}};
 }
 
 std::vector<int> Generators::GetColumns() const {
   std::vector<int> columns;
+  columns.reserve(static_cast<std::size_t>(base_) + factor_words_.size());
   for (int b = 0; b < base_; ++b) columns.push_back(1 << b);
   columns.insert(columns.end(), factor_words_.begin(), factor_words_.end());
   return columns;
@@ -271,7 +272,8 @@ std::vector<int> Generators::GetWordLengthPattern() const {
     const int flip = std::countr_zero(s);
     base_part ^= static_cast<unsigned>(factor_words_[static_cast<std::size_t>(flip)]);
     added_part ^= 1U << flip;
-    ++pattern[static_cast<std::size_t>(std::popcount(base_part) + std::popcount(added_part))];
+    ++pattern[static_cast<std::size_t>(std::popcount(base_part)) +
+              static_cast<std::size_t>(std::popcount(added_part))];
   }
   return pattern;
 }

@@ -33,7 +33,7 @@ bool Constraints::Excludes(std::span<const float> run) const {
 std::vector<int> Constraints::ExcludedRows(std::span<const float> rows, int cols) const {
   std::vector<int> excluded;
   if (cols <= 0) return excluded;
-  const std::size_t width = static_cast<std::size_t>(cols);
+  const auto width = static_cast<std::size_t>(cols);
   const std::size_t count = rows.size() / width;
   for (std::size_t r = 0; r < count; ++r) {
     if (Excludes(rows.subspan(r * width, width))) excluded.push_back(static_cast<int>(r));

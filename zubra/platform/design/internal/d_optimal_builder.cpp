@@ -61,9 +61,9 @@ class Exchange {
     Refresh();
     for (int pass = 0; pass < max_passes && !rows_.empty(); ++pass) {
       bool improved = false;
-      for (std::size_t pos = 0; pos < rows_.size(); ++pos) {
+      for (int& row : rows_) {
         if (cancel != nullptr && *cancel) throw CancelException();
-        const int i = rows_[pos];
+        const int i = row;
         const Eigen::VectorXd a = inverse_ * f_.row(i).transpose();
         const double d_i = f_.row(i).dot(a);
         const Eigen::VectorXd d_ij = f_ * a;
@@ -73,7 +73,7 @@ class Exchange {
         if (best == i || ratio <= 1.0 + kMinGain) continue;
         Add(best);
         Remove(i);
-        rows_[pos] = static_cast<int>(best);
+        row = static_cast<int>(best);
         improved = true;
       }
       Refresh();

@@ -75,8 +75,8 @@ class DOptimalBuilder final : public DesignBuilder {
                   std::string* message) const override;
   bool CheckSpecific(const Factors& factors, const DesignOptions& options, int runs,
                      std::string* message) const override;
-  std::vector<int> CandidateRuns(const Factors& factors,
-                                 const DesignOptions& options) const override;
+  [[nodiscard]] std::vector<int> CandidateRuns(const Factors& factors,
+                                               const DesignOptions& options) const override;
   Core BuildCore(const Factors& factors, const DesignOptions& options, int runs, unsigned blocks,
                  const bool* cancel) const override;
 

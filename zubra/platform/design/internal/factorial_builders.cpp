@@ -123,7 +123,7 @@ std::vector<unsigned> FractionalFactorialBuilder::BlockCounts(const Factors& fac
                                                               const DesignOptions& options,
                                                               int runs) const {
   if (HasOwnGenerators(factors, options, runs)) {
-    const unsigned own = static_cast<unsigned>(options.GetGenerators().GetBlockCount());
+    const auto own = static_cast<unsigned>(options.GetGenerators().GetBlockCount());
     return own == 1 ? std::vector<unsigned>{1} : std::vector<unsigned>{1, own};
   }
   const int k = factors.GetCount();

@@ -42,10 +42,11 @@ class FullFactorialBuilder final : public TwoLevelBuilder {
   [[nodiscard]] std::int8_t GetRank() const override { return 10; }
 
  protected:
-  std::vector<int> CandidateRuns(const Factors& factors,
-                                 const DesignOptions& options) const override;
-  std::vector<unsigned> BlockCounts(const Factors& factors, const DesignOptions& options,
-                                    int runs) const override;
+  [[nodiscard]] std::vector<int> CandidateRuns(const Factors& factors,
+                                               const DesignOptions& options) const override;
+  [[nodiscard]] std::vector<unsigned> BlockCounts(const Factors& factors,
+                                                  const DesignOptions& options,
+                                                  int runs) const override;
   Core BuildCore(const Factors& factors, const DesignOptions& options, int runs, unsigned blocks,
                  const bool* cancel) const override;
 };
@@ -68,10 +69,11 @@ class FractionalFactorialBuilder final : public TwoLevelBuilder {
  protected:
   bool CheckSpecific(const Factors& factors, const DesignOptions& options, int runs,
                      std::string* message) const override;
-  std::vector<int> CandidateRuns(const Factors& factors,
-                                 const DesignOptions& options) const override;
-  std::vector<unsigned> BlockCounts(const Factors& factors, const DesignOptions& options,
-                                    int runs) const override;
+  [[nodiscard]] std::vector<int> CandidateRuns(const Factors& factors,
+                                               const DesignOptions& options) const override;
+  [[nodiscard]] std::vector<unsigned> BlockCounts(const Factors& factors,
+                                                  const DesignOptions& options,
+                                                  int runs) const override;
   Core BuildCore(const Factors& factors, const DesignOptions& options, int runs, unsigned blocks,
                  const bool* cancel) const override;
 
@@ -95,8 +97,8 @@ class RechtschaffnerResVBuilder final : public TwoLevelBuilder {
   [[nodiscard]] std::int8_t GetRank() const override { return 35; }
 
  protected:
-  std::vector<int> CandidateRuns(const Factors& factors,
-                                 const DesignOptions& options) const override;
+  [[nodiscard]] std::vector<int> CandidateRuns(const Factors& factors,
+                                               const DesignOptions& options) const override;
   Core BuildCore(const Factors& factors, const DesignOptions& options, int runs, unsigned blocks,
                  const bool* cancel) const override;
 };

@@ -29,8 +29,8 @@ class GeneralFactorialBuilder final : public DesignBuilder {
   bool CheckFactors(const Factors& factors, std::string* message) const override;
   bool CheckModel(const Factors& factors, const DesignOptions& options,
                   std::string* message) const override;
-  std::vector<int> CandidateRuns(const Factors& factors,
-                                 const DesignOptions& options) const override;
+  [[nodiscard]] std::vector<int> CandidateRuns(const Factors& factors,
+                                               const DesignOptions& options) const override;
   Core BuildCore(const Factors& factors, const DesignOptions& options, int runs, unsigned blocks,
                  const bool* cancel) const override;
 

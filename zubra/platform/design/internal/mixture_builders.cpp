@@ -171,6 +171,7 @@ std::vector<std::vector<float>> MixtureBuilder::Points(int q, EModel::Type model
       Compositions(m, 0, scratch, parts);
       for (const std::vector<int>& p : parts) {
         std::vector<float> point;
+        point.reserve(p.size());
         for (int v : p) point.push_back(static_cast<float>(v) / static_cast<float>(m));
         points.push_back(std::move(point));
       }
@@ -181,6 +182,7 @@ std::vector<std::vector<float>> MixtureBuilder::Points(int q, EModel::Type model
         for (unsigned subset = 1; subset < (1U << q); ++subset) {
           if (std::popcount(subset) != size) continue;
           std::vector<float> point;
+          point.reserve(static_cast<std::size_t>(q));
           for (int i = 0; i < q; ++i) {
             point.push_back(((subset >> i) & 1U) != 0 ? 1.0F / static_cast<float>(size) : 0.0F);
           }

@@ -33,7 +33,7 @@ NCDataMatrix<float> Cyclic(std::string_view row) {
 NCDataMatrix<float> Sylvester(int order) {
   NCDataMatrix<float> design(order, order - 1);
   for (int r = 0; r < order; ++r) {
-    const unsigned row = static_cast<unsigned>(order - 1 - r);
+    const auto row = static_cast<unsigned>(order - 1 - r);
     for (int c = 1; c < order; ++c) {
       const bool even = std::popcount(row & static_cast<unsigned>(c)) % 2 == 0;
       design(r, c - 1) = even ? -1.0F : 1.0F;

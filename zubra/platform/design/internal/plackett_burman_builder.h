@@ -31,10 +31,11 @@ class PlackettBurmanBuilder final : public TwoLevelBuilder {
   static NCDataMatrix<float> MakeMatrix(int runs);
 
  protected:
-  std::vector<int> CandidateRuns(const Factors& factors,
-                                 const DesignOptions& options) const override;
-  std::vector<unsigned> BlockCounts(const Factors& factors, const DesignOptions& options,
-                                    int runs) const override;
+  [[nodiscard]] std::vector<int> CandidateRuns(const Factors& factors,
+                                               const DesignOptions& options) const override;
+  [[nodiscard]] std::vector<unsigned> BlockCounts(const Factors& factors,
+                                                  const DesignOptions& options,
+                                                  int runs) const override;
   Core BuildCore(const Factors& factors, const DesignOptions& options, int runs, unsigned blocks,
                  const bool* cancel) const override;
 };

@@ -33,6 +33,7 @@ std::vector<std::vector<int>> CyclicGroups(const std::vector<int>& base, int n) 
   std::vector<std::vector<int>> groups;
   for (int shift = 0; shift < n; ++shift) {
     std::vector<int> group;
+    group.reserve(base.size());
     for (int v : base) group.push_back((v + shift) % n);
     std::sort(group.begin(), group.end());
     groups.push_back(std::move(group));

@@ -57,11 +57,13 @@ class CentralCompositeBuilder final : public ResponseSurfaceBuilder {
  protected:
   bool CheckSpecific(const Factors& factors, const DesignOptions& options, int runs,
                      std::string* message) const override;
-  std::vector<int> CandidateRuns(const Factors& factors,
-                                 const DesignOptions& options) const override;
-  std::vector<unsigned> BlockCounts(const Factors& factors, const DesignOptions& options,
-                                    int runs) const override;
-  int MinCenterPoints(const Factors& factors, const DesignOptions& options) const override;
+  [[nodiscard]] std::vector<int> CandidateRuns(const Factors& factors,
+                                               const DesignOptions& options) const override;
+  [[nodiscard]] std::vector<unsigned> BlockCounts(const Factors& factors,
+                                                  const DesignOptions& options,
+                                                  int runs) const override;
+  [[nodiscard]] int MinCenterPoints(const Factors& factors,
+                                    const DesignOptions& options) const override;
   Core BuildCore(const Factors& factors, const DesignOptions& options, int runs, unsigned blocks,
                  const bool* cancel) const override;
 
@@ -88,11 +90,13 @@ class BoxBehnkenBuilder final : public ResponseSurfaceBuilder {
   static std::vector<std::vector<int>> Groups(int k);
 
  protected:
-  std::vector<int> CandidateRuns(const Factors& factors,
-                                 const DesignOptions& options) const override;
-  std::vector<unsigned> BlockCounts(const Factors& factors, const DesignOptions& options,
-                                    int runs) const override;
-  int MinCenterPoints(const Factors& factors, const DesignOptions& options) const override;
+  [[nodiscard]] std::vector<int> CandidateRuns(const Factors& factors,
+                                               const DesignOptions& options) const override;
+  [[nodiscard]] std::vector<unsigned> BlockCounts(const Factors& factors,
+                                                  const DesignOptions& options,
+                                                  int runs) const override;
+  [[nodiscard]] int MinCenterPoints(const Factors& factors,
+                                    const DesignOptions& options) const override;
   Core BuildCore(const Factors& factors, const DesignOptions& options, int runs, unsigned blocks,
                  const bool* cancel) const override;
 };
@@ -110,8 +114,8 @@ class RechtschaffnerBuilder final : public ResponseSurfaceBuilder {
   [[nodiscard]] std::int8_t GetRank() const override { return 70; }
 
  protected:
-  std::vector<int> CandidateRuns(const Factors& factors,
-                                 const DesignOptions& options) const override;
+  [[nodiscard]] std::vector<int> CandidateRuns(const Factors& factors,
+                                               const DesignOptions& options) const override;
   Core BuildCore(const Factors& factors, const DesignOptions& options, int runs, unsigned blocks,
                  const bool* cancel) const override;
 };
