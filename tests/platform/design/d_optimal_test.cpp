@@ -160,6 +160,38 @@ TEST(DOptimalBuilder, KeepsEveryRunInsideTheConstraints) {
   }
 }
 
+// A constant factor between two varied ones: the model and the constraints name factors by
+// their index among all three, and the design must honour them on the full runs.
+TEST(DOptimalBuilder, ModelAndConstraintsSpeakOfAllFactorsAroundAConstantOne) {
+  Factors factors;
+  Factors::Factor constant = Factors::Factor::Quantitative("S", 5, 5);
+  constant.use = CEUse::kConstant;
+  ASSERT_TRUE(factors.Add(Factors::Factor::Quantitative("A", 0, 10), nullptr));
+  ASSERT_TRUE(factors.Add(constant, nullptr));
+  ASSERT_TRUE(factors.Add(Factors::Factor::Quantitative("B", 0, 10), nullptr));
+  DesignOptions options =
+      DOptimalOptionsFor(factors, EModel::kQuadratic, 8, {{}, {0}, {2}, {0, 2}, {0, 0}, {2, 2}});
+  NCDOE::Constraint sum(false, 20.0);  // A + S + B <= 20, so A + B <= 15
+  for (int index : {0, 1, 2}) sum.AddPair(index, 1.0);
+  NCDOE::Constraints original;
+  original.Add(sum);
+  auto* specific = dynamic_cast<DOptimalOptions*>(options.GetDesignSpecificOptions());
+  ASSERT_NE(specific, nullptr);
+  specific->SetConstraints(std::make_unique<NCDOE::Constraints>(original));
+  ASSERT_TRUE(specific->SetCandidateLevels(5));
+
+  const auto design = Builder(EDesign::kDOptimal).Generate(factors, options);
+  ASSERT_EQ(design->GetRuns(), 8);
+  const NCDataMatrix<float>& uncoded = design->GetUncoded();
+  EXPECT_TRUE(original.ExcludedRows({uncoded.GetData(), 24}, 3).empty());
+  bool corner_reached = false;  // the cut corner's edge A + B = 15 is where a D-optimal design goes
+  for (int r = 0; r < 8; ++r) {
+    EXPECT_EQ(uncoded(r, 1), 5.0F);
+    corner_reached |= uncoded(r, 0) + uncoded(r, 2) == 15.0F;
+  }
+  EXPECT_TRUE(corner_reached);
+}
+
 TEST(PointExchange, KeepsForcedRunsAndOptimisesAroundThem) {
   struct Row {
     std::string name;

@@ -7,10 +7,68 @@
 #include <utility>
 
 #include "zubra/platform/base/undefined.h"
+#include "zubra/platform/design/d_optimal_options.h"
+#include "zubra/platform/design/ncdoe_constraints.h"
 #include "zubra/platform/util/exception.h"
 
 namespace zubra {
 namespace {
+
+// The D-optimal model and constraints name factors by their index among all factors, while
+// the core of a design sees the varied factors only. Returns the options with both renumbered
+// for the varied factors: a model term on a factor that is not varied is dropped (it cannot be
+// estimated), and a constraint term on a constant factor moves into the limit at the factor's
+// value (the middle of its range); other options are returned as they are.
+DesignOptions ForVariedFactors(const DesignOptions& options, const Factors& factors,
+                               const std::vector<int>& varied_index) {
+  DesignOptions renumbered = options;
+  auto* specific = dynamic_cast<DOptimalOptions*>(renumbered.GetDesignSpecificOptions());
+  if (specific == nullptr || static_cast<int>(varied_index.size()) == factors.GetCount()) {
+    return renumbered;
+  }
+  std::vector<int> position(static_cast<std::size_t>(factors.GetCount()), -1);
+  for (std::size_t v = 0; v < varied_index.size(); ++v) {
+    position[static_cast<std::size_t>(varied_index[v])] = static_cast<int>(v);
+  }
+  const auto varied_position = [&](int index) {
+    return index >= 0 && index < factors.GetCount() ? position[static_cast<std::size_t>(index)]
+                                                    : -1;
+  };
+
+  std::vector<DesignModel::Term> terms;
+  for (const DesignModel::Term& term : specific->GetModel().GetTerms()) {
+    DesignModel::Term mapped;
+    mapped.reserve(term.size());
+    for (int index : term) mapped.push_back(varied_position(index));
+    if (std::find(mapped.begin(), mapped.end(), -1) == mapped.end()) {
+      terms.push_back(std::move(mapped));
+    }
+  }
+  specific->SetModel(DesignModel(std::move(terms)));
+
+  if (const NCDOE::Constraints* constraints = specific->GetConstraints()) {
+    auto mapped = std::make_unique<NCDOE::Constraints>();
+    for (const NCDOE::Constraint& constraint : constraints->GetAll()) {
+      double limit = constraint.GetLimit();
+      std::vector<std::pair<int, double>> pairs;
+      for (const auto& [index, coefficient] : constraint.GetPairs()) {
+        const int v = varied_position(index);
+        if (v >= 0) {
+          pairs.emplace_back(v, coefficient);
+        } else if (index >= 0 && index < factors.GetCount()) {
+          const Factors::Factor& fixed = factors.GetFactor(index);
+          if (fixed.use == CEUse::kConstant) limit -= coefficient * (fixed.low + fixed.high) / 2.0;
+        }
+      }
+      NCDOE::Constraint renumbered_constraint(constraint.IsLessThan(), limit);
+      for (const auto& [index, coefficient] : pairs)
+        renumbered_constraint.AddPair(index, coefficient);
+      mapped->Add(std::move(renumbered_constraint));
+    }
+    specific->SetConstraints(std::move(mapped));
+  }
+  return renumbered;
+}
 
 // The uncoded value of a varied process factor at coded value `coded`.
 float ProcessValue(const Factors::Factor& factor, float coded) {
@@ -51,8 +109,9 @@ bool DesignBuilder::CheckAll(const Factors& factors, const DesignOptions& option
   if (varied.GetCount() == 0) {
     return Refuse(message, ExceptionMessage::translate("There are no factors to vary."));
   }
-  if (!CheckFactors(varied, message) || !CheckModel(varied, options, message)) return false;
-  const std::vector<int> candidates = CandidateRuns(varied, options);
+  const DesignOptions core_options = ForVariedFactors(options, factors, factors.GetVaried());
+  if (!CheckFactors(varied, message) || !CheckModel(varied, core_options, message)) return false;
+  const std::vector<int> candidates = CandidateRuns(varied, core_options);
   if (candidates.empty()) {
     return Refuse(message, ExceptionMessage::translate("The design '{}' has no size for these "
                                                        "factors.") %
@@ -63,8 +122,8 @@ bool DesignBuilder::CheckAll(const Factors& factors, const DesignOptions& option
     return Refuse(message, ExceptionMessage::translate("The design '{}' cannot have {} runs.") %
                                GetName() % *runs);
   }
-  if (!CheckSpecific(varied, options, *runs, message)) return false;
-  const std::vector<unsigned> blocks = BlockCounts(varied, options, *runs);
+  if (!CheckSpecific(varied, core_options, *runs, message)) return false;
+  const std::vector<unsigned> blocks = BlockCounts(varied, core_options, *runs);
   if (std::find(blocks.begin(), blocks.end(), options.GetBlocks()) == blocks.end()) {
     return Refuse(message, ExceptionMessage::translate("The design '{}' cannot be divided into "
                                                        "{} blocks.") %
@@ -75,7 +134,7 @@ bool DesignBuilder::CheckAll(const Factors& factors, const DesignOptions& option
                                                        "points for these factors.") %
                                GetName());
   }
-  const int least = MinCenterPoints(varied, options);
+  const int least = MinCenterPoints(varied, core_options);
   if (options.GetCenterPoints() < least) {
     return Refuse(message, ExceptionMessage::translate("The design '{}' needs at least {} "
                                                        "centre points.") %
@@ -180,7 +239,8 @@ std::unique_ptr<NCDesign> DesignBuilder::Generate(const Factors& factors,
   ThrowIfCancelled(cancel);
   const Factors varied = VariedFactors(factors);
   const std::vector<int> varied_index = factors.GetVaried();
-  Core core = BuildCore(varied, options, runs, options.GetBlocks(), cancel);
+  Core core = BuildCore(varied, ForVariedFactors(options, factors, varied_index), runs,
+                        options.GetBlocks(), cancel);
   ThrowIfCancelled(cancel);
   const int core_runs = core.coded.GetRows();
   assert(core.coded.GetCols() == varied.GetCount());
