@@ -4,9 +4,11 @@
 
 #include <array>
 #include <boost/format.hpp>
+#include <initializer_list>
 #include <optional>
 #include <regex>
 #include <string_view>
+#include <utility>
 
 #include "zubra/platform/util/configuration_section.h"
 #include "zubra/platform/util/exception.h"
@@ -99,95 +101,114 @@ struct Constants {
 
 enum class Match { kFound, kNoShape, kBadNumber };
 
+using Pair = std::pair<std::optional<double>, std::optional<double>>;
+
+// One shape a writer text can take: its pattern and how c1 and c2 are read from a match.
+struct Shape {
+  const std::regex* pattern;
+  Pair (*read)(const std::smatch&);
+};
+
+std::optional<double> Number(const std::smatch& m, int group) { return ToNumber(m[group]); }
+
+std::optional<double> Negated(std::optional<double> value) {
+  if (value) *value = -*value;
+  return value;
+}
+
+// The negative log prints -c2, so a "+" in front of the x term means a negative c2.
+std::optional<double> SignedC2(const std::smatch& m, int sign_group, std::optional<double> value) {
+  return m[sign_group] == "+" ? Negated(value) : value;
+}
+
+// Tries the shapes in order; the first that is found decides.
+Match MatchShapes(const std::string& text, std::initializer_list<Shape> shapes, Constants& out) {
+  std::smatch m;
+  for (const Shape& shape : shapes) {
+    if (!std::regex_search(text, m, *shape.pattern)) continue;
+    const auto [c1, c2] = shape.read(m);
+    if (!c1 || !c2) return Match::kBadNumber;
+    out = {*c1, *c2};
+    return Match::kFound;
+  }
+  return Match::kNoShape;
+}
+
+// c1*x+c2, from the fullest shape to the sparest.
 Match MatchLinear(const std::string& text, Constants& out) {
   const Patterns& p = GetPatterns();
-  std::smatch m;
-  std::optional<double> a;
-  std::optional<double> b;
-  if (std::regex_search(text, m, p.num_mul_var_num)) {
-    a = ToNumber(m[1]);
-    b = ToNumber(m[2]);
-  } else if (std::regex_search(text, m, p.var_num)) {
-    a = 1.0;
-    b = ToNumber(m[1]);
-  } else if (std::regex_search(text, m, p.num_mul_var)) {
-    a = ToNumber(m[1]);
-    b = 0.0;
-  } else if (std::regex_search(text, m, p.num)) {
-    a = 0.0;
-    b = ToNumber(m[1]);
-  } else if (std::regex_search(text, m, p.var)) {
-    a = 1.0;
-    b = 0.0;
-  } else {
-    return Match::kNoShape;
-  }
-  if (!a || !b) return Match::kBadNumber;
-  out = {*a, *b};
-  return Match::kFound;
+  return MatchShapes(text,
+                     {{&p.num_mul_var_num,
+                       [](const std::smatch& m) {
+                         return Pair{Number(m, 1), Number(m, 2)};
+                       }},
+                      {&p.var_num,
+                       [](const std::smatch& m) {
+                         return Pair{1.0, Number(m, 1)};
+                       }},
+                      {&p.num_mul_var,
+                       [](const std::smatch& m) {
+                         return Pair{Number(m, 1), 0.0};
+                       }},
+                      {&p.num,
+                       [](const std::smatch& m) {
+                         return Pair{0.0, Number(m, 1)};
+                       }},
+                      {&p.var,
+                       [](const std::smatch&) {
+                         return Pair{1.0, 0.0};
+                       }}},
+                     out);
 }
 
+// c1-c2*x.
 Match MatchNegativeLog(const std::string& text, Constants& out) {
   const Patterns& p = GetPatterns();
-  std::smatch m;
-  std::optional<double> a;
-  std::optional<double> b;
-  // The writer prints -c2, so a "+" in front of the x term means a negative c2.
-  const auto signed_c2 = [](const std::string& sign, std::optional<double> value) {
-    if (value && sign == "+") *value = -*value;
-    return value;
-  };
-  if (std::regex_search(text, m, p.num_sign_num_mul_var)) {
-    a = ToNumber(m[1]);
-    b = signed_c2(m[2], ToNumber(m[3]));
-  } else if (std::regex_search(text, m, p.sign_num_mul_var)) {
-    a = 0.0;
-    b = signed_c2(m[1], ToNumber(m[2]));
-  } else if (std::regex_search(text, m, p.num_sign_var)) {
-    a = ToNumber(m[1]);
-    b = signed_c2(m[2], 1.0);
-  } else if (std::regex_search(text, m, p.sign_var)) {
-    a = 0.0;
-    b = signed_c2(m[1], 1.0);
-  } else if (std::regex_search(text, m, p.num)) {
-    a = ToNumber(m[1]);
-    b = 0.0;
-  } else {
-    return Match::kNoShape;
-  }
-  if (!a || !b) return Match::kBadNumber;
-  out = {*a, *b};
-  return Match::kFound;
+  return MatchShapes(text,
+                     {{&p.num_sign_num_mul_var,
+                       [](const std::smatch& m) {
+                         return Pair{Number(m, 1), SignedC2(m, 2, Number(m, 3))};
+                       }},
+                      {&p.sign_num_mul_var,
+                       [](const std::smatch& m) {
+                         return Pair{0.0, SignedC2(m, 1, Number(m, 2))};
+                       }},
+                      {&p.num_sign_var,
+                       [](const std::smatch& m) {
+                         return Pair{Number(m, 1), SignedC2(m, 2, 1.0)};
+                       }},
+                      {&p.sign_var,
+                       [](const std::smatch& m) {
+                         return Pair{0.0, SignedC2(m, 1, 1.0)};
+                       }},
+                      {&p.num,
+                       [](const std::smatch& m) {
+                         return Pair{Number(m, 1), 0.0};
+                       }}},
+                     out);
 }
 
+// (x-c1)/(c2-x); the writer prints -c1 after the letter.
 Match MatchLogit(const std::string& text, Constants& out) {
   const Patterns& p = GetPatterns();
-  std::smatch m;
-  std::optional<double> a;
-  std::optional<double> b;
-  // The writer prints -c1 after the letter.
-  const auto negate = [](std::optional<double> value) {
-    if (value) *value = -*value;
-    return value;
-  };
-  if (std::regex_search(text, m, p.logit_full)) {
-    a = negate(ToNumber(m[1]));
-    b = ToNumber(m[2]);
-  } else if (std::regex_search(text, m, p.logit_no_c1)) {
-    a = 0.0;
-    b = ToNumber(m[1]);
-  } else if (std::regex_search(text, m, p.logit_no_c2)) {
-    a = negate(ToNumber(m[1]));
-    b = 0.0;
-  } else if (std::regex_search(text, m, p.logit_none)) {
-    a = 0.0;
-    b = 0.0;
-  } else {
-    return Match::kNoShape;
-  }
-  if (!a || !b) return Match::kBadNumber;
-  out = {*a, *b};
-  return Match::kFound;
+  return MatchShapes(text,
+                     {{&p.logit_full,
+                       [](const std::smatch& m) {
+                         return Pair{Negated(Number(m, 1)), Number(m, 2)};
+                       }},
+                      {&p.logit_no_c1,
+                       [](const std::smatch& m) {
+                         return Pair{0.0, Number(m, 1)};
+                       }},
+                      {&p.logit_no_c2,
+                       [](const std::smatch& m) {
+                         return Pair{Negated(Number(m, 1)), 0.0};
+                       }},
+                      {&p.logit_none,
+                       [](const std::smatch&) {
+                         return Pair{0.0, 0.0};
+                       }}},
+                     out);
 }
 
 TraData::ETraType DetectType(const std::string& text) {
