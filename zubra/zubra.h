@@ -37,6 +37,7 @@
 #include <zubra/platform/design/e_objective.h>
 #include <zubra/platform/design/factors.h>
 #include <zubra/platform/design/generators.h>
+#include <zubra/platform/design/mixture_region.h>
 #include <zubra/platform/design/nc_design.h>
 #include <zubra/platform/design/ncdoe_constraints.h>
 #include <zubra/platform/design/onion_options.h>

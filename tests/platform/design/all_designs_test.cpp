@@ -49,7 +49,8 @@ TEST(AllDesigns, BuildersAreFoundByTypeAndName) {
       {"any case", EDesign::kCentralComposite, "cci", "CCI"},
       {"unknown name gives the first", EDesign::kCentralComposite, "Cube", "CCF"},
       {"old design name", EDesign::kFracFactResIV, "FractionalFactorial", "FractionalFactorial"},
-      {"type without builder", EDesign::kOnion, "", ""},
+      {"type without builder", EDesign::kNone, "", ""},
+      {"plate design", EDesign::kREDMUP, "", "REDMUP"},
   };
   for (const Row& row : rows) {
     SCOPED_TRACE(row.name);
@@ -104,7 +105,8 @@ TEST(AllDesigns, IsAnyDesignValidAnswersForObjectiveModelAndRunLimit) {
       {"mixture linear", EObjective::kScreening, EModel::kLinear, any, Mixture(3), true},
       {"mixture cubic", EObjective::kRSM, EModel::kCubic, any, Mixture(3), true},
       {"mixture interaction", EObjective::kRSM, EModel::kInteraction, any, Mixture(3), false},
-      {"process and mixture", EObjective::kProcessMixture, EModel::kLinear, any, both, false},
+      // Only the optimal designs serve both kinds together.
+      {"process and mixture", EObjective::kProcessMixture, EModel::kLinear, any, both, true},
       {"no objective", EObjective::kNone, EModel::kLinear, any, Quantitative(3), false},
       {"no factors", EObjective::kScreening, EModel::kLinear, any, Factors(), false},
   };
@@ -205,10 +207,13 @@ TEST(AllDesigns, RegisterAddsNewFamiliesAndRefusesDuplicates) {
                            AllDesigns::Group::kClassic));
   EXPECT_EQ(AllDesigns::ClassicDesigns().size(), classic + 1);
   ASSERT_EQ(AllDesigns::ClassicAndREDMUPDesigns().size(), all + 2);
-  // The new classic design comes before the plate design in the second catalogue.
-  EXPECT_EQ(AllDesigns::ClassicAndREDMUPDesigns()[all]->GetName(), "Vertices");
+  // The new classic design comes before the plate designs in the second catalogue, the new
+  // plate design after the one already there.
+  const std::size_t plates = all - classic;
+  EXPECT_EQ(AllDesigns::ClassicAndREDMUPDesigns()[classic]->GetName(), "Vertices");
   EXPECT_EQ(AllDesigns::ClassicAndREDMUPDesigns()[all + 1]->GetName(), "Plate");
-  EXPECT_EQ(AllDesigns::GetDesignBuilder(EDesign::kREDMUP, "")->GetName(), "Plate");
+  EXPECT_EQ(AllDesigns::ClassicAndREDMUPDesigns()[classic + plates]->GetType(), EDesign::kREDMUP);
+  EXPECT_EQ(AllDesigns::GetDesignBuilder(EDesign::kREDMUP, "Plate")->GetName(), "Plate");
 }
 
 TEST(AllDesigns, GenerationPlacesReplicatesAndCentresInBlocksAndStopsWhenCancelled) {

@@ -295,12 +295,7 @@ TEST(DOptimalBuilder, OffersRunsFromTheModelSizeAndRefusesWhatItCannotDesign) {
       {"quadratic in 2", Quantitative(2), EModel::kQuadratic, {}, 6, ""},
       {"interaction with a qualitative", TwoFactors(true), EModel::kInteraction, {}, 6, ""},
       {"given model", Quantitative(3), EModel::kLinear, {{}, {2}, {0, 1}}, 3, ""},
-      {"mixture",
-       mixture,
-       EModel::kLinear,
-       {},
-       0,
-       "The design 'D-Optimal' is for process factors only."},
+      {"mixture", mixture, EModel::kLinear, {}, 3, ""},
       {"cubic process model",
        Quantitative(2),
        EModel::kSpecialCubic,
@@ -313,12 +308,14 @@ TEST(DOptimalBuilder, OffersRunsFromTheModelSizeAndRefusesWhatItCannotDesign) {
        {{}, {0}, {3}},
        0,
        "The model of the design 'D-Optimal' names a factor that is not designed."},
-      {"grid too large",
-       Quantitative(14),
-       EModel::kLinear,
+      // Beyond the candidate sets the point exchange holds, coordinate exchange takes over.
+      {"grid too large for candidates", Quantitative(14), EModel::kLinear, {}, 15, ""},
+      {"model too large",
+       Quantitative(24),
+       EModel::kQuadratic,
        {},
        0,
-       "The design 'D-Optimal' has too many candidate runs for these factors."},
+       "The design 'D-Optimal' cannot support a model of 325 columns."},
   };
   const DesignBuilder& builder = Builder(EDesign::kDOptimal);
   EXPECT_EQ(builder.GetName(), "D-Optimal");
@@ -438,8 +435,6 @@ TEST(CandidateSet, RefusesBadRequestsWithAMessage) {
     std::string message;
   };
   const std::vector<Row> rows = {
-      {"mixture", test_support::Mixture(3), 3, 0.0, 100,
-       "The factor 'M1' is a mixture factor; the candidate grid is for process factors."},
       {"one level", Quantitative(2), 1, 0.0, 100,
        "A candidate set needs at least 2 levels per factor, not 1."},
       {"too large", Quantitative(3), 3, 0.0, 26,

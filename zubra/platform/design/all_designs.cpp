@@ -10,8 +10,11 @@
 #include "zubra/platform/design/internal/factorial_builders.h"
 #include "zubra/platform/design/internal/general_factorial_builder.h"
 #include "zubra/platform/design/internal/mixture_builders.h"
+#include "zubra/platform/design/internal/onion_builder.h"
 #include "zubra/platform/design/internal/plackett_burman_builder.h"
+#include "zubra/platform/design/internal/plate_builder.h"
 #include "zubra/platform/design/internal/response_surface_builders.h"
+#include "zubra/platform/design/internal/stability_builders.h"
 
 namespace zubra {
 namespace {
@@ -76,6 +79,12 @@ Registry& TheRegistry() {
     classic(std::make_unique<MixtureBuilder>(MixtureBuilder::Kind::kCentroid));
     classic(std::make_unique<MixtureBuilder>(MixtureBuilder::Kind::kLattice));
     classic(std::make_unique<internal::DOptimalBuilder>());
+    classic(std::make_unique<internal::IOptimalBuilder>());
+    classic(std::make_unique<internal::OnionBuilder>());
+    classic(std::make_unique<internal::ProcessMixtureBuilder>());
+    classic(std::make_unique<internal::StabilityBuilder>());
+    classic(std::make_unique<internal::StabilityFactorialBuilder>());
+    Add(built, std::make_unique<internal::PlateBuilder>(), AllDesigns::Group::kREDMUP);
     return built;
   }();
   return registry;

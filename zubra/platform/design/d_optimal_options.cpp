@@ -7,12 +7,26 @@
 #include "zubra/platform/util/exception.h"
 
 namespace zubra {
+namespace {
+
+bool SameInclusions(const NCDataMatrix<float>& a, const NCDataMatrix<float>& b) {
+  if (a.GetRows() != b.GetRows() || a.GetCols() != b.GetCols()) return false;
+  for (int r = 0; r < a.GetRows(); ++r) {
+    for (int c = 0; c < a.GetCols(); ++c) {
+      if (a(r, c) != b(r, c)) return false;
+    }
+  }
+  return true;
+}
+
+}  // namespace
 
 DOptimalOptions::DOptimalOptions(const DOptimalOptions& other)
     : DesignSpecificOptions(other),
       model_(other.model_),
       constraints_(other.constraints_ ? std::make_unique<NCDOE::Constraints>(*other.constraints_)
                                       : nullptr),
+      inclusions_(other.inclusions_),
       candidate_levels_(other.candidate_levels_) {}
 
 DOptimalOptions& DOptimalOptions::operator=(const DOptimalOptions& other) {
@@ -20,6 +34,7 @@ DOptimalOptions& DOptimalOptions::operator=(const DOptimalOptions& other) {
     DOptimalOptions copy(other);
     model_ = std::move(copy.model_);
     constraints_ = std::move(copy.constraints_);
+    inclusions_ = std::move(copy.inclusions_);
     candidate_levels_ = copy.candidate_levels_;
   }
   return *this;
@@ -76,7 +91,7 @@ void DOptimalOptions::Load(const ConfigurationSection& section) {
 bool DOptimalOptions::Equals(const DesignSpecificOptions& other) const {
   const auto* same = dynamic_cast<const DOptimalOptions*>(&other);
   if (same == nullptr || same->candidate_levels_ != candidate_levels_ ||
-      !(same->model_ == model_)) {
+      !(same->model_ == model_) || !SameInclusions(same->inclusions_, inclusions_)) {
     return false;
   }
   if ((same->constraints_ == nullptr) != (constraints_ == nullptr)) return false;

@@ -2,10 +2,12 @@
 #pragma once
 
 #include <memory>
+#include <utility>
 
 #include "zubra/platform/design/design_model.h"
 #include "zubra/platform/design/design_specific_options.h"
 #include "zubra/platform/design/ncdoe_constraints.h"
+#include "zubra/platform/matrix/nc_data_matrix.h"
 
 namespace zubra {
 
@@ -13,7 +15,11 @@ namespace zubra {
 // model of the options), the linear constraints of the region (default none; set for each
 // generation and never stored) and the candidate settings: the number of equally spaced
 // levels per continuous factor in the candidate set (2..kMaxCandidateLevels, default 3, key
-// "CandidateLevels"). The model is stored as a child "Model" with indexed children "Term"
+// "CandidateLevels"), and the inclusions: runs the design must contain whatever else it
+// chooses (default none; set for each generation and never stored), one row per run and one
+// column per factor of the Factors the design is built for, in the factors' own (uncoded)
+// units, a qualitative factor as its 1-based setting number, mixture factors as amounts.
+// The model is stored as a child "Model" with indexed children "Term"
 // holding "Factors" (0-based design indexes, "0,0" for a square; "" for the constant).
 class DOptimalOptions final : public DesignSpecificOptions {
  public:
@@ -30,6 +36,8 @@ class DOptimalOptions final : public DesignSpecificOptions {
   void SetConstraints(std::unique_ptr<NCDOE::Constraints> constraints) {
     constraints_ = std::move(constraints);
   }
+  [[nodiscard]] const NCDataMatrix<float>& GetInclusions() const { return inclusions_; }
+  void SetInclusions(NCDataMatrix<float> inclusions) { inclusions_ = std::move(inclusions); }
   [[nodiscard]] int GetCandidateLevels() const { return candidate_levels_; }
   // Stores n when 2 <= n <= kMaxCandidateLevels and returns true; otherwise false.
   bool SetCandidateLevels(int n);
@@ -43,6 +51,7 @@ class DOptimalOptions final : public DesignSpecificOptions {
  private:
   DesignModel model_;
   std::unique_ptr<NCDOE::Constraints> constraints_;
+  NCDataMatrix<float> inclusions_;
   int candidate_levels_ = 3;
 };
 

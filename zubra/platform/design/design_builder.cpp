@@ -8,20 +8,30 @@
 
 #include "zubra/platform/base/undefined.h"
 #include "zubra/platform/design/d_optimal_options.h"
+#include "zubra/platform/design/internal/plate_builder.h"
 #include "zubra/platform/design/ncdoe_constraints.h"
+#include "zubra/platform/design/split_plot_options.h"
 #include "zubra/platform/util/exception.h"
 
 namespace zubra {
 namespace {
 
-// The D-optimal model and constraints name factors by their index among all factors, while
-// the core of a design sees the varied factors only. Returns the options with both renumbered
-// for the varied factors: a model term on a factor that is not varied is dropped (it cannot be
-// estimated), and a constraint term on a constant factor moves into the limit at the factor's
-// value (the middle of its range); other options are returned as they are.
+// The optimal designs' model, constraints and inclusions name factors by their index among
+// all factors, while the core of a design sees the varied factors only. Returns the options
+// with them renumbered for the varied factors: a model term on a factor that is not varied is
+// dropped (it cannot be estimated), a constraint term on a constant factor moves into the
+// limit at the factor's value (the middle of its range), and the inclusions keep the columns
+// of the varied factors; the plate designs' side lists are renumbered the same way; other
+// options are returned as they are.
 DesignOptions ForVariedFactors(const DesignOptions& options, const Factors& factors,
                                const std::vector<int>& varied_index) {
   DesignOptions renumbered = options;
+  if (const auto* plate = dynamic_cast<const SplitPlotOptions*>(options.GetDesignSpecificOptions());
+      plate != nullptr && static_cast<int>(varied_index.size()) != factors.GetCount()) {
+    renumbered.SetDesignSpecificOptions(std::make_unique<SplitPlotOptions>(
+        internal::PlateBuilder::ForVariedFactors(*plate, varied_index, factors.GetCount())));
+    return renumbered;
+  }
   auto* specific = dynamic_cast<DOptimalOptions*>(renumbered.GetDesignSpecificOptions());
   if (specific == nullptr || static_cast<int>(varied_index.size()) == factors.GetCount()) {
     return renumbered;
@@ -66,6 +76,17 @@ DesignOptions ForVariedFactors(const DesignOptions& options, const Factors& fact
       mapped->Add(std::move(renumbered_constraint));
     }
     specific->SetConstraints(std::move(mapped));
+  }
+
+  const NCDataMatrix<float>& inclusions = specific->GetInclusions();
+  if (inclusions.GetRows() > 0 && inclusions.GetCols() == factors.GetCount()) {
+    NCDataMatrix<float> kept(inclusions.GetRows(), static_cast<int>(varied_index.size()));
+    for (int r = 0; r < inclusions.GetRows(); ++r) {
+      for (std::size_t v = 0; v < varied_index.size(); ++v) {
+        kept(r, static_cast<int>(v)) = inclusions(r, varied_index[v]);
+      }
+    }
+    specific->SetInclusions(std::move(kept));
   }
   return renumbered;
 }

@@ -31,6 +31,44 @@ int SlotWidth(const Factors::Factor& factor) {
   return factor.IsQualitative() ? static_cast<int>(factor.settings.size()) - 1 : 1;
 }
 
+// The nodes and weights of a factor's marginal distribution in coded units. A continuous
+// factor takes the five-point Gauss-Legendre rule on -1..+1 (halved weights), exact for the
+// polynomials of degree 9 and below that products of two model columns give.
+struct Marginal {
+  std::vector<double> nodes;
+  std::vector<double> weights;
+};
+
+Marginal FactorMarginal(const Factors::Factor& factor) {
+  Marginal marginal;
+  if (factor.IsQualitative()) {
+    const auto settings = static_cast<double>(factor.settings.size());
+    for (std::size_t s = 1; s <= factor.settings.size(); ++s) {
+      marginal.nodes.push_back(static_cast<double>(s));
+      marginal.weights.push_back(1.0 / settings);
+    }
+  } else if (!factor.levels.empty()) {
+    const double mid = (factor.low + factor.high) / 2.0;
+    const double half = (factor.high - factor.low) / 2.0;
+    for (double level : factor.levels) {
+      marginal.nodes.push_back(half > 0.0 ? (level - mid) / half : 0.0);
+      marginal.weights.push_back(1.0 / static_cast<double>(factor.levels.size()));
+    }
+  } else {
+    const double a = std::sqrt(5.0 - 2.0 * std::sqrt(10.0 / 7.0)) / 3.0;
+    const double b = std::sqrt(5.0 + 2.0 * std::sqrt(10.0 / 7.0)) / 3.0;
+    const double wa = (322.0 + 13.0 * std::sqrt(70.0)) / 900.0;
+    const double wb = (322.0 - 13.0 * std::sqrt(70.0)) / 900.0;
+    marginal.nodes = {-b, -a, 0.0, a, b};
+    marginal.weights = {wb / 2.0, wa / 2.0, 128.0 / 450.0, wa / 2.0, wb / 2.0};
+  }
+  return marginal;
+}
+
+// What one model column takes of each factor: for a factor that is not qualitative its power
+// (0: absent), for a qualitative one its effect column 1..L-1 (0: absent).
+using ColumnParts = std::vector<int>;
+
 }  // namespace
 
 DesignModel::DesignModel(std::vector<Term> terms) : terms_(std::move(terms)) {
@@ -85,6 +123,27 @@ DesignModel DesignModel::Make(const Factors& factors, EModel::Type process_model
       for (int i : process) {
         if (!factors.GetFactor(i).IsQualitative()) terms.push_back({i, i});
       }
+    }
+  }
+  return DesignModel(std::move(terms));
+}
+
+DesignModel DesignModel::MakeCrossed(const Factors& factors, EModel::Type process_model,
+                                     EModel::Type mixture_model) {
+  if (!factors.IsProcessAndMixture()) return Make(factors, process_model, mixture_model);
+  std::vector<Term> terms = Make(factors, EModel::kNone, mixture_model).GetTerms();
+  std::vector<int> mixture;
+  for (int index : factors.GetVaried()) {
+    if (factors.GetFactor(index).IsMixture()) mixture.push_back(index);
+  }
+  // The process model alone over the same factors: its first term is the constant.
+  const DesignModel process_only = Make(factors, process_model, EModel::kNone);
+  for (const Term& process : process_only.GetTerms()) {
+    if (process.empty()) continue;
+    for (int component : mixture) {
+      Term crossed = process;
+      crossed.push_back(component);
+      terms.push_back(std::move(crossed));
     }
   }
   return DesignModel(std::move(terms));
@@ -182,6 +241,69 @@ Eigen::MatrixXd DesignModel::Expand(const Factors& factors,
     }
   }
   return x;
+}
+
+Eigen::MatrixXd DesignModel::Moments(const Factors& factors) const {
+  assert(IsValidFor(factors));
+  for (const Factors::Factor& factor : factors.GetAll()) {
+    if (factor.IsMixture()) return {};
+  }
+  // The parts of every column, in the order Expand writes them.
+  std::vector<ColumnParts> columns;
+  const auto count = static_cast<std::size_t>(factors.GetCount());
+  for (const Term& term : terms_) {
+    std::vector<ColumnParts> partial{ColumnParts(count, 0)};
+    for (int index : term) {
+      const Factors::Factor& factor = factors.GetFactor(index);
+      std::vector<ColumnParts> next;
+      for (const ColumnParts& head : partial) {
+        if (!factor.IsQualitative()) {
+          next.push_back(head);
+          ++next.back()[static_cast<std::size_t>(index)];
+          continue;
+        }
+        for (int j = 1; j < SlotWidth(factor) + 1; ++j) {
+          next.push_back(head);
+          next.back()[static_cast<std::size_t>(index)] = j;
+        }
+      }
+      partial = std::move(next);
+    }
+    columns.insert(columns.end(), partial.begin(), partial.end());
+  }
+  std::vector<Marginal> marginals;
+  for (const Factors::Factor& factor : factors.GetAll())
+    marginals.push_back(FactorMarginal(factor));
+  // The value of a factor's part of a column at a node.
+  const auto part = [&factors](int f, int code, double node) {
+    if (code == 0) return 1.0;
+    const Factors::Factor& factor = factors.GetFactor(f);
+    if (!factor.IsQualitative()) return std::pow(node, code);
+    return FactorColumns(factor, static_cast<float>(node))[static_cast<std::size_t>(code - 1)];
+  };
+  const auto p = static_cast<Eigen::Index>(columns.size());
+  Eigen::MatrixXd moments(p, p);
+  for (Eigen::Index a = 0; a < p; ++a) {
+    for (Eigen::Index b = 0; b <= a; ++b) {
+      double product = 1.0;
+      for (std::size_t f = 0; f < count && product != 0.0; ++f) {
+        const int code_a = columns[static_cast<std::size_t>(a)][f];
+        const int code_b = columns[static_cast<std::size_t>(b)][f];
+        if (code_a == 0 && code_b == 0) continue;
+        const Marginal& marginal = marginals[f];
+        double expectation = 0.0;
+        for (std::size_t n = 0; n < marginal.nodes.size(); ++n) {
+          const double node = marginal.nodes[n];
+          expectation += marginal.weights[n] * part(static_cast<int>(f), code_a, node) *
+                         part(static_cast<int>(f), code_b, node);
+        }
+        product *= expectation;
+      }
+      moments(a, b) = product;
+      moments(b, a) = product;
+    }
+  }
+  return moments;
 }
 
 }  // namespace zubra

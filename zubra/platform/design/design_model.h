@@ -40,6 +40,14 @@ class DesignModel {
   static DesignModel Make(const Factors& factors, EModel::Type process_model,
                           EModel::Type mixture_model);
 
+  // The process-mixture model with crossed terms: the mixture model's terms, then every term
+  // of the process model (constant left out) multiplied by each mixture component in turn,
+  // so that every process effect may differ between blends. The process effects themselves
+  // are not separate terms: the components sum to the total, so each process term is the sum
+  // of its crossings. Without process or without mixture factors it is Make.
+  static DesignModel MakeCrossed(const Factors& factors, EModel::Type process_model,
+                                 EModel::Type mixture_model);
+
   [[nodiscard]] const std::vector<Term>& GetTerms() const { return terms_; }
   [[nodiscard]] bool HasConstant() const;
   // True when every index names a factor of `factors` and no term repeats a qualitative
@@ -54,6 +62,13 @@ class DesignModel {
   // Requires IsValidFor(factors).
   [[nodiscard]] Eigen::MatrixXd Expand(const Factors& factors,
                                        const NCDataMatrix<float>& coded) const;
+
+  // The moments E[f(x) f(x)'] of the model columns over the box region of `factors`, the
+  // factors independent and each uniform in coded units: a continuous factor over -1..+1, a
+  // factor with levels or settings over them, each with equal weight. This is the W of the
+  // average prediction variance trace((X'X)^-1 W). Returns an empty matrix when a factor is a
+  // mixture factor (its region is not a box). Requires IsValidFor(factors).
+  [[nodiscard]] Eigen::MatrixXd Moments(const Factors& factors) const;
 
   [[nodiscard]] bool operator==(const DesignModel& other) const = default;
 

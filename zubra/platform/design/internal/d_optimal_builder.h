@@ -1,72 +1,55 @@
-// The D-optimal design: runs chosen from a candidate set to maximise det(X'X) of a model.
+// The optimal designs: runs chosen from a candidate set to maximise det(X'X) of a model
+// (D-optimal) or to minimise its average prediction variance (I-optimal).
 #pragma once
 
 #include <Eigen/Core>
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <vector>
 
 #include "zubra/platform/design/design_builder.h"
+#include "zubra/platform/design/internal/point_exchange.h"
 
 namespace zubra::internal {
 
-// Point-exchange search for the runs of a D-optimal design.
+// The optimal designs over process factors (continuous, multilevel and qualitative), mixture
+// factors, or both.
 //
-// Given the model rows of the candidates (one row f(x) per candidate point) and of the
-// forced runs, it chooses `free_runs` candidate rows (a candidate may be chosen more than
-// once) so that det(M) is as large as it can find, with M = X'X over the forced and the
-// chosen rows. Each start takes a random set of candidates, completes it with the
-// candidates of largest prediction variance, and then exchanges design points for
-// candidates one design position at a time (the modified Fedorov exchange): for position i
-// every candidate j is scored by the determinant ratio (1 - d_i)(1 + d_j) + d_ij^2, and the
-// best improving swap is made by two rank-one updates of M's inverse and of the candidate
-// variances. The inverse is computed afresh once per pass only, to keep rounding in check.
-// While the design is singular a tiny ridge keeps M invertible; it is dropped as soon as M
-// is well conditioned, and designs are compared by their exact log det(M).
+// The model is the optimal options' model when it has terms (design indexes of the varied
+// factors), otherwise the standard model of the options' process and mixture models. The
+// candidates are those of CandidateSet with the options' candidate levels (3 by default) and
+// constraints applied. The options' inclusions are runs of the design: they are kept as they
+// are, count among its runs, and the search chooses the other runs around them.
 //
-// The starts are seeded from the seed and their number, so a seed always gives the same
-// design; the best start is kept (the earliest among equals).
-class PointExchange {
+// Run counts offered: from the number of model columns p (at least the inclusions plus one)
+// to 2p + 10. Blocks: up to 8, when every block keeps at least two runs and the design still
+// has p + blocks - 1 runs; the blocks enter the model as fixed effects, the runs are split as
+// evenly as they go (the first blocks take one more), and the inclusions fill the first
+// blocks. The search is the point exchange with iterated local search on all cores, its
+// effort set by the size of the problem (see PointExchange::Effort), always with the same
+// seed, so a set-up always gives the same design. When the process grid is too large to hold
+// (see kMaxCandidateEntries), the D-optimal design is found by coordinate exchange over the
+// grid values instead, in one block; the I-optimal design refuses such grids.
+class OptimalBuilder : public DesignBuilder {
  public:
-  struct Options {
-    int starts = 8;          // random starts
-    std::uint64_t seed = 1;  // the same seed gives the same design
-    int max_passes = 100;    // exchange passes per start at most
-  };
-  struct Result {
-    std::vector<int> rows;  // the chosen candidate rows, ascending (forced runs not included)
-    double log_det = 0.0;   // natural log of det(X'X) over forced and chosen rows
-  };
-
-  // Runs the search. `candidates` and `forced` have the same number of columns (the model
-  // columns); `forced` may have no rows. Throws Exception when there are no candidates,
-  // when `free_runs` is negative, or when no design of the search has a nonsingular X'X
-  // (the candidates and forced runs cannot support the model); throws CancelException when
-  // `*cancel` becomes true.
-  static Result Search(const Eigen::MatrixXd& candidates, const Eigen::MatrixXd& forced,
-                       int free_runs, const Options& options, const bool* cancel = nullptr);
-};
-
-// The D-optimal design (type 26) over process factors: continuous, multilevel and
-// qualitative ones.
-//
-// The model is the D-optimal options' model when it has terms (design indexes of the
-// varied factors), otherwise the standard model of the options' process model (linear,
-// interaction or quadratic). The candidates are the grid of CandidateSet with the options'
-// candidate levels (3 by default) and the options' constraints applied. Run counts offered:
-// from the number of model columns p to 2p + 10. One block. Serves every objective except
-// the process-mixture one; mixture factors are refused.
-class DOptimalBuilder final : public DesignBuilder {
- public:
-  // Random starts and seed of every generation.
-  static constexpr int kStarts = 8;
   static constexpr std::uint64_t kSeed = 20'260'101;
+  static constexpr unsigned kMaxBlocks = 8;
+  // The largest candidate model matrix (rows x columns) the point exchange works on; beyond
+  // it the D-optimal design is found by coordinate exchange.
+  static constexpr std::size_t kMaxCandidateEntries = 16'000'000;
+  // The largest model (in model columns) an optimal design is searched for: beyond it a
+  // search would take hours.
+  static constexpr int kMaxColumns = 300;
 
-  [[nodiscard]] EDesign::Type GetType() const override { return EDesign::kDOptimal; }
-  [[nodiscard]] std::string GetName() const override { return "D-Optimal"; }
-  // After every classical design, the general full factorial included: the best-design
-  // choice takes it when no classical design fits.
-  [[nodiscard]] std::int8_t GetRank() const override { return 85; }
+  explicit OptimalBuilder(PointExchange::Criterion criterion) : criterion_(criterion) {}
+
+  [[nodiscard]] EDesign::Type GetType() const override;
+  [[nodiscard]] std::string GetName() const override;
+  // After every classical design, the general full factorial and the mixture designs
+  // included: the best-design choice takes the D-optimal design when no classical design
+  // fits, the I-optimal one only when chosen.
+  [[nodiscard]] std::int8_t GetRank() const override;
   [[nodiscard]] bool SupportsObjective(EObjective::Type objective) const override;
 
  protected:
@@ -77,14 +60,71 @@ class DOptimalBuilder final : public DesignBuilder {
                      std::string* message) const override;
   [[nodiscard]] std::vector<int> CandidateRuns(const Factors& factors,
                                                const DesignOptions& options) const override;
+  [[nodiscard]] std::vector<unsigned> BlockCounts(const Factors& factors,
+                                                  const DesignOptions& options,
+                                                  int runs) const override;
   Core BuildCore(const Factors& factors, const DesignOptions& options, int runs, unsigned blocks,
                  const bool* cancel) const override;
 
- private:
   // The model the design is built for (see the class comment).
-  static DesignModel Model(const Factors& factors, const DesignOptions& options);
+  [[nodiscard]] virtual DesignModel Model(const Factors& factors,
+                                          const DesignOptions& options) const;
+
+ private:
+  // Refuses models of more than kMaxColumns columns.
+  bool CheckModelSize(const Factors& factors, const DesignOptions& options,
+                      std::string* message) const;
+  // True when the candidate set would be too large to hold (more than kMaxCandidateEntries
+  // model-matrix entries) and the D criterion lets coordinate exchange take over; never for
+  // mixture factors, whose candidates are few.
+  [[nodiscard]] bool UsesCoordinateExchange(const Factors& factors,
+                                            const DesignOptions& options) const;
+  // The design by coordinate exchange over the grid values (one block).
+  Core BuildByCoordinates(const Factors& factors, const DesignOptions& options, int runs,
+                          const bool* cancel) const;
   // The candidate levels of continuous factors set in the options, or the default.
   static int CandidateLevels(const DesignOptions& options);
+
+  PointExchange::Criterion criterion_;
+};
+
+// The D-optimal design (type 26, "D-Optimal").
+class DOptimalBuilder final : public OptimalBuilder {
+ public:
+  DOptimalBuilder() : OptimalBuilder(PointExchange::Criterion::kD) {}
+};
+
+// The I-optimal design (type 37, "I-Optimal"): the region's moments are exact for a box
+// region (DesignModel::Moments); with mixture factors or constraints, the mean over the
+// candidates stands for them.
+class IOptimalBuilder final : public OptimalBuilder {
+ public:
+  IOptimalBuilder() : OptimalBuilder(PointExchange::Criterion::kI) {}
+};
+
+// The split-objective design (type 33, "Process Mixture"): process and mixture factors
+// designed together by the D-optimal search over the cross product of the process grid and
+// the mixture candidates. Its model is the process model beside the mixture model or, when
+// the process-mixture options ask for the interaction, the crossed model
+// (DesignModel::MakeCrossed); an optimal options' term list is not read. Needs both kinds of
+// factors; serves every objective. Chosen before the D-optimal design.
+class ProcessMixtureBuilder final : public OptimalBuilder {
+ public:
+  ProcessMixtureBuilder() : OptimalBuilder(PointExchange::Criterion::kD) {}
+
+  [[nodiscard]] EDesign::Type GetType() const override { return EDesign::kProcessMixture; }
+  [[nodiscard]] std::string GetName() const override { return "Process Mixture"; }
+  [[nodiscard]] std::int8_t GetRank() const override { return 95; }
+  [[nodiscard]] bool SupportsObjective(EObjective::Type objective) const override {
+    return objective != EObjective::kNone;
+  }
+  [[nodiscard]] bool IsPMInteraction(const Factors& factors,
+                                     const DesignOptions& options) const override;
+
+ protected:
+  bool CheckFactors(const Factors& factors, std::string* message) const override;
+  [[nodiscard]] DesignModel Model(const Factors& factors,
+                                  const DesignOptions& options) const override;
 };
 
 }  // namespace zubra::internal
