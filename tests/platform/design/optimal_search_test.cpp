@@ -98,7 +98,7 @@ TEST(PointExchange, StopsWhenCancelledWhileItRunsAndReportsProgress) {
 }
 
 TEST(PointExchange, TheICriterionLowersTheAverageVarianceAndRangesHoldPositions) {
-  const Factors factors = Quantitative(3);
+  const Factors factors = Quantitative(4);
   const DesignModel model = DesignModel::Make(factors, EModel::kQuadratic, EModel::kNone);
   const Eigen::MatrixXd f =
       model.Expand(factors, CandidateSet::Make(factors, 3, nullptr).GetCoded());
@@ -107,26 +107,43 @@ TEST(PointExchange, TheICriterionLowersTheAverageVarianceAndRangesHoldPositions)
   options.perturbations = 4;
   options.moments = model.Moments(factors);
   const Eigen::MatrixXd none(0, f.cols());
-  const PointExchange::Result d = PointExchange::Search(f, none, 14, options);
+  const PointExchange::Result d = PointExchange::Search(f, none, 20, options);
   options.criterion = PointExchange::Criterion::kI;
-  const PointExchange::Result i = PointExchange::Search(f, none, 14, options);
+  const PointExchange::Result i = PointExchange::Search(f, none, 20, options);
   EXPECT_LT(i.average_variance, d.average_variance - 1e-3);
   EXPECT_GT(d.log_det, i.log_det);
   // The I value reported is trace((X'X)^-1 W) of the design returned.
   const Eigen::MatrixXd x = Rows(f, i.rows);
   EXPECT_NEAR(i.average_variance, (x.transpose() * x).llt().solve(options.moments).trace(), 1e-9);
+  // Both designs are local optima: no single swap of a run for a candidate improves them.
+  for (const PointExchange::Result* result : {&d, &i}) {
+    for (std::size_t r = 0; r < result->rows.size(); ++r) {
+      std::vector<int> swapped = result->rows;
+      for (int j = 0; j < f.rows(); ++j) {
+        swapped[r] = j;
+        const Eigen::MatrixXd y = Rows(f, swapped);
+        const Eigen::LLT<Eigen::MatrixXd> llt(y.transpose() * y);
+        if (llt.info() != Eigen::Success) continue;
+        if (result == &d) {
+          EXPECT_LE(2.0 * llt.matrixLLT().diagonal().array().log().sum(), d.log_det + 1e-9);
+        } else {
+          EXPECT_GE(llt.solve(options.moments).trace(), i.average_variance - 1e-9);
+        }
+      }
+    }
+  }
 
-  // Positions restricted to rows 0..17 (the points with x3 = -1 or 0) and 9..26 (0 or +1).
+  // Positions restricted to rows 0..53 (the points with x4 = -1 or 0) and 27..80 (0 or +1).
   options.criterion = PointExchange::Criterion::kD;
-  options.position_ranges.assign(7, {0, 18});
-  options.position_ranges.resize(14, {9, 27});
-  const PointExchange::Result ranged = PointExchange::Search(f, none, 14, options);
-  for (std::size_t r = 0; r < 14; ++r) {
+  options.position_ranges.assign(10, {0, 54});
+  options.position_ranges.resize(20, {27, 81});
+  const PointExchange::Result ranged = PointExchange::Search(f, none, 20, options);
+  for (std::size_t r = 0; r < 20; ++r) {
     EXPECT_GE(ranged.rows[r], options.position_ranges[r].first);
     EXPECT_LT(ranged.rows[r], options.position_ranges[r].second);
   }
   options.position_ranges.pop_back();
-  EXPECT_THROW((void)PointExchange::Search(f, none, 14, options), Exception);
+  EXPECT_THROW((void)PointExchange::Search(f, none, 20, options), Exception);
 }
 
 TEST(CoordinateExchange, ReachesTheOptimumKeepsOutExcludedRunsAndStopsWhenCancelled) {
@@ -170,8 +187,8 @@ TEST(CoordinateExchange, ReachesTheOptimumKeepsOutExcludedRunsAndStopsWhenCancel
                Exception);
 }
 
-DesignOptions OptimalOptions(EDesign::Type type, const Factors& factors, EModel::Type model,
-                             int runs, unsigned blocks, NCDataMatrix<float> inclusions = {}) {
+DesignOptions OptimalOptions(const Factors& factors, EModel::Type model, int runs, unsigned blocks,
+                             NCDataMatrix<float> inclusions = {}) {
   DesignOptions options;
   options.SetObjective(EObjective::kRSM);
   options.SetProcessModel(factors.GetProcessCount() > 0 ? model : EModel::kNone);
@@ -182,7 +199,6 @@ DesignOptions OptimalOptions(EDesign::Type type, const Factors& factors, EModel:
   auto specific = std::make_unique<DOptimalOptions>();
   specific->SetInclusions(std::move(inclusions));
   options.SetDesignSpecificOptions(std::move(specific));
-  (void)type;
   return options;
 }
 
@@ -194,51 +210,25 @@ TEST(OptimalBuilder, KeepsInclusionsSplitsBlocksAndServesEveryFactorKind) {
     EModel::Type model;
     int runs;
     unsigned blocks;
-    std::vector<std::vector<float>> inclusions;  // uncoded
+    std::vector<std::vector<float>> inclusions = {};  // uncoded
   };
   Factors mixed = Quantitative(2);
   ASSERT_TRUE(mixed.Add(Factors::Factor::Qualitative("Q", {"a", "b", "c"}), nullptr));
   Factors process_mixture = Quantitative(2);
-  ASSERT_TRUE(process_mixture.Add(Factors::Factor::Formulation("M1", 0.1, 0.7), nullptr));
-  ASSERT_TRUE(process_mixture.Add(Factors::Factor::Formulation("M2", 0.1, 0.7), nullptr));
-  ASSERT_TRUE(process_mixture.Add(Factors::Factor::Formulation("M3", 0.1, 0.7), nullptr));
+  for (const char* name : {"M1", "M2", "M3"}) {
+    ASSERT_TRUE(process_mixture.Add(Factors::Factor::Formulation(name, 0.1, 0.7), nullptr));
+  }
+  const auto d = EDesign::kDOptimal;
+  const std::vector<std::vector<float>> centre_and_off_grid = {{0, 0, 0}, {0.25F, 1, 0.5F}},
+                                        setting = {{1, 0, 3}}, corner = {std::vector(14, 1.0F)};
   const std::vector<Row> rows = {
-      {"D, inclusions",
-       EDesign::kDOptimal,
-       Quantitative(3),
-       EModel::kQuadratic,
-       16,
-       1,
-       {{0.0F, 0.0F, 0.0F}, {0.25F, 1.0F, 0.5F}}},
-      {"D, three blocks", EDesign::kDOptimal, Quantitative(3), EModel::kQuadratic, 14, 3, {}},
-      {"I, qualitative, blocks and an inclusion",
-       EDesign::kIOptimal,
-       mixed,
-       EModel::kInteraction,
-       12,
-       2,
-       {{1.0F, 0.0F, 3.0F}}},
-      {"D, mixture",
-       EDesign::kDOptimal,
-       test_support::Mixture(4),
-       EModel::kSpecialCubic,
-       16,
-       1,
-       {}},
-      {"D, process and mixture",
-       EDesign::kDOptimal,
-       process_mixture,
-       EModel::kQuadratic,
-       20,
-       2,
-       {}},
-      {"D, beyond the candidate sets",
-       EDesign::kDOptimal,
-       Quantitative(14),
-       EModel::kLinear,
-       18,
-       1,
-       {{1.0F, 1.0F, 1.0F, 1.0F, 1.0F, 1.0F, 1.0F, 1.0F, 1.0F, 1.0F, 1.0F, 1.0F, 1.0F, 1.0F}}},
+      {"D, inclusions", d, Quantitative(3), EModel::kQuadratic, 16, 1, centre_and_off_grid},
+      {"D, three blocks", d, Quantitative(3), EModel::kQuadratic, 14, 3},
+      {"I, qualitative, blocks and an inclusion", EDesign::kIOptimal, mixed, EModel::kInteraction,
+       12, 2, setting},
+      {"D, mixture", d, test_support::Mixture(4), EModel::kSpecialCubic, 16, 1},
+      {"D, process and mixture", d, process_mixture, EModel::kQuadratic, 20, 2},
+      {"D, beyond the candidate sets", d, Quantitative(14), EModel::kLinear, 18, 1, corner},
   };
   for (const Row& row : rows) {
     SCOPED_TRACE(row.name);
@@ -249,11 +239,15 @@ TEST(OptimalBuilder, KeepsInclusionsSplitsBlocksAndServesEveryFactorKind) {
       }
     }
     const DesignBuilder& builder = Builder(row.type);
-    const DesignOptions options =
-        OptimalOptions(row.type, row.factors, row.model, row.runs, row.blocks, inclusions);
+    DesignOptions options =
+        OptimalOptions(row.factors, row.model, row.runs, row.blocks, inclusions);
+    int reported = 0;
+    dynamic_cast<DOptimalOptions&>(*options.GetDesignSpecificOptions())
+        .SetProgress([&reported](int, int) { ++reported; });
     std::string message;
     ASSERT_TRUE(builder.IsValid(row.factors, options, &message)) << message;
     const auto design = builder.Generate(row.factors, options);
+    EXPECT_GT(reported, 0);
     ASSERT_EQ(design->GetRuns(), row.runs);
     EXPECT_EQ(design->GetBlockCount(), static_cast<int>(row.blocks));
     for (unsigned b = 1; b <= row.blocks; ++b) {
@@ -302,8 +296,8 @@ TEST(OptimalBuilder, RefusesInclusionsThatDoNotFit) {
   };
   for (const Row& row : rows) {
     SCOPED_TRACE(row.name);
-    const DesignOptions options = OptimalOptions(EDesign::kDOptimal, factors, EModel::kInteraction,
-                                                 row.runs, 1, row.inclusions);
+    const DesignOptions options =
+        OptimalOptions(factors, EModel::kInteraction, row.runs, 1, row.inclusions);
     std::string message;
     EXPECT_FALSE(Builder(EDesign::kDOptimal).IsValid(factors, options, &message));
     EXPECT_EQ(message, row.message);

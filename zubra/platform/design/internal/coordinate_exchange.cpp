@@ -8,14 +8,13 @@
 #include <random>
 #include <utility>
 
-#include "zubra/platform/design/internal/parallel_starts.h"
+#include "zubra/platform/design/internal/search_support.h"
 #include "zubra/platform/util/exception.h"
 
 namespace zubra::internal {
 namespace {
 
 constexpr double kMinusInfinity = -std::numeric_limits<double>::infinity();
-constexpr double kRidge = 1e-7;
 constexpr double kMinGain = 1e-9;
 constexpr int kDraws = 1000;
 
@@ -119,27 +118,9 @@ class Start {
     return m.selfadjointView<Eigen::Lower>();
   }
 
-  static bool WellConditioned(const Eigen::LLT<Eigen::MatrixXd>& llt) {
-    if (llt.info() != Eigen::Success) return false;
-    const Eigen::VectorXd pivots = llt.matrixLLT().diagonal();
-    return pivots.minCoeff() > 1e-6 * pivots.maxCoeff();
-  }
+  void Refresh() { inverse_ = RidgedInverse(Information()); }
 
-  void Refresh() {
-    Eigen::MatrixXd m = Information();
-    Eigen::LLT<Eigen::MatrixXd> llt(m);
-    if (!WellConditioned(llt)) {
-      m.diagonal().array() += kRidge * std::max(1.0, m.diagonal().maxCoeff());
-      llt.compute(m);
-    }
-    inverse_ = llt.solve(Eigen::MatrixXd::Identity(m.rows(), m.cols()));
-  }
-
-  [[nodiscard]] double LogDet() const {
-    const Eigen::LLT<Eigen::MatrixXd> llt(Information());
-    if (!WellConditioned(llt)) return kMinusInfinity;
-    return 2.0 * llt.matrixLLT().diagonal().array().log().sum();
-  }
+  [[nodiscard]] double LogDet() const { return LogDetOrMinusInfinity(Information()); }
 
   const std::vector<std::vector<float>>& levels_;
   const CoordinateExchange::Expander& expand_;

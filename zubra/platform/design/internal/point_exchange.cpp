@@ -10,7 +10,7 @@
 #include <random>
 #include <utility>
 
-#include "zubra/platform/design/internal/parallel_starts.h"
+#include "zubra/platform/design/internal/search_support.h"
 #include "zubra/platform/util/exception.h"
 
 namespace zubra::internal {
@@ -21,8 +21,6 @@ using Criterion = PointExchange::Criterion;
 
 constexpr double kMinusInfinity = -std::numeric_limits<double>::infinity();
 constexpr double kInfinity = std::numeric_limits<double>::infinity();
-// The ridge that keeps a singular information matrix invertible, relative to its scale.
-constexpr double kRidge = 1e-7;
 // A swap is made when it improves the criterion by more than this relative amount.
 constexpr double kMinGain = 1e-9;
 
@@ -87,11 +85,7 @@ class Exchange {
   [[nodiscard]] const std::vector<int>& GetRows() const { return rows_; }
 
   // log det(M) of the current rows, minus infinity when M is singular.
-  [[nodiscard]] double LogDet() const {
-    const Eigen::LLT<Eigen::MatrixXd> llt(Information());
-    if (!WellConditioned(llt)) return kMinusInfinity;
-    return 2.0 * llt.matrixLLT().diagonal().array().log().sum();
-  }
+  [[nodiscard]] double LogDet() const { return LogDetOrMinusInfinity(Information()); }
 
   // trace(M^-1 W) of the current rows, infinity when M is singular.
   [[nodiscard]] double AverageVariance() const {
@@ -193,7 +187,7 @@ class Exchange {
     const Eigen::Index n = last - first;
     a_.noalias() = inverse_ * problem_.exact.row(row).transpose();
     const double d_i = problem_.exact.row(row).dot(a_);
-    b_.noalias() = inverse_w_ * a_;  // M^-1 W M^-1 f_i
+    b_.noalias() = inverse_w_ * problem_.exact.row(row).transpose();  // M^-1 W M^-1 f_i
     const double phi_i = problem_.exact.row(row).dot(b_);
     af_ = a_.cast<float>();
     scores_.head(n).noalias() = f_.middleRows(first, n) * af_;
@@ -265,24 +259,10 @@ class Exchange {
     return m.selfadjointView<Eigen::Lower>();
   }
 
-  // True when the Cholesky factor shows M well enough conditioned to invert without a ridge.
-  static bool WellConditioned(const Eigen::LLT<Eigen::MatrixXd>& llt) {
-    if (llt.info() != Eigen::Success) return false;
-    const Eigen::VectorXd pivots = llt.matrixLLT().diagonal();
-    return pivots.minCoeff() > 1e-6 * pivots.maxCoeff();
-  }
-
   // Computes M^-1 and the variances afresh from the current rows.
   void Refresh() {
-    Eigen::MatrixXd m = Information();
-    Eigen::LLT<Eigen::MatrixXd> llt(m);
-    const bool regular = WellConditioned(llt);
-    if (!regular) {
-      const double scale = std::max(1.0, m.diagonal().maxCoeff());
-      m.diagonal().array() += kRidge * scale;
-      llt.compute(m);
-    }
-    inverse_ = llt.solve(Eigen::MatrixXd::Identity(p_, p_));
+    bool regular = false;
+    inverse_ = RidgedInverse(Information(), &regular);
     const Eigen::MatrixXf inverse = inverse_.cast<float>();
     product_.noalias() = f_ * inverse;
     d_ = product_.cwiseProduct(f_).rowwise().sum().cast<double>();

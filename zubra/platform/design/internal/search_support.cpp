@@ -1,7 +1,8 @@
-#include "zubra/platform/design/internal/parallel_starts.h"
+#include "zubra/platform/design/internal/search_support.h"
 
 #include <algorithm>
 #include <exception>
+#include <limits>
 #include <mutex>
 #include <thread>
 #include <vector>
@@ -46,6 +47,30 @@ void RunStarts(int starts, int threads,
 bool IsFlagSet(const bool* flag) {
   // NOLINTNEXTLINE(cppcoreguidelines-pro-type-const-cast): the caller's flag is not const.
   return flag != nullptr && std::atomic_ref<bool>(*const_cast<bool*>(flag)).load();
+}
+
+bool WellConditioned(const Eigen::LLT<Eigen::MatrixXd>& llt) {
+  if (llt.info() != Eigen::Success) return false;
+  const Eigen::VectorXd pivots = llt.matrixLLT().diagonal();
+  return pivots.minCoeff() > 1e-6 * pivots.maxCoeff();
+}
+
+double LogDetOrMinusInfinity(const Eigen::MatrixXd& m) {
+  const Eigen::LLT<Eigen::MatrixXd> llt(m);
+  if (!WellConditioned(llt)) return -std::numeric_limits<double>::infinity();
+  return 2.0 * llt.matrixLLT().diagonal().array().log().sum();
+}
+
+Eigen::MatrixXd RidgedInverse(Eigen::MatrixXd m, bool* regular) {
+  constexpr double kRidge = 1e-7;
+  Eigen::LLT<Eigen::MatrixXd> llt(m);
+  const bool exact = WellConditioned(llt);
+  if (!exact) {
+    m.diagonal().array() += kRidge * std::max(1.0, m.diagonal().maxCoeff());
+    llt.compute(m);
+  }
+  if (regular != nullptr) *regular = exact;
+  return llt.solve(Eigen::MatrixXd::Identity(m.rows(), m.cols()));
 }
 
 }  // namespace zubra::internal
