@@ -27,6 +27,7 @@ DOptimalOptions::DOptimalOptions(const DOptimalOptions& other)
       constraints_(other.constraints_ ? std::make_unique<NCDOE::Constraints>(*other.constraints_)
                                       : nullptr),
       inclusions_(other.inclusions_),
+      progress_(other.progress_),
       candidate_levels_(other.candidate_levels_) {}
 
 DOptimalOptions& DOptimalOptions::operator=(const DOptimalOptions& other) {
@@ -35,6 +36,7 @@ DOptimalOptions& DOptimalOptions::operator=(const DOptimalOptions& other) {
     model_ = std::move(copy.model_);
     constraints_ = std::move(copy.constraints_);
     inclusions_ = std::move(copy.inclusions_);
+    progress_ = std::move(copy.progress_);
     candidate_levels_ = copy.candidate_levels_;
   }
   return *this;

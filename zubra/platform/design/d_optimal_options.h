@@ -1,6 +1,7 @@
 // DOptimalOptions: the settings of the optimal (D- and I-optimal) designs.
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <utility>
 
@@ -38,6 +39,11 @@ class DOptimalOptions final : public DesignSpecificOptions {
   }
   [[nodiscard]] const NCDataMatrix<float>& GetInclusions() const { return inclusions_; }
   void SetInclusions(NCDataMatrix<float> inclusions) { inclusions_ = std::move(inclusions); }
+  // Called while an optimal design is searched, after each finished random start, with
+  // (finished starts, starts); possibly from a worker thread, never two calls at once. Set for
+  // a generation, never stored nor compared. May be empty.
+  [[nodiscard]] const std::function<void(int, int)>& GetProgress() const { return progress_; }
+  void SetProgress(std::function<void(int, int)> progress) { progress_ = std::move(progress); }
   [[nodiscard]] int GetCandidateLevels() const { return candidate_levels_; }
   // Stores n when 2 <= n <= kMaxCandidateLevels and returns true; otherwise false.
   bool SetCandidateLevels(int n);
@@ -52,6 +58,7 @@ class DOptimalOptions final : public DesignSpecificOptions {
   DesignModel model_;
   std::unique_ptr<NCDOE::Constraints> constraints_;
   NCDataMatrix<float> inclusions_;
+  std::function<void(int, int)> progress_;
   int candidate_levels_ = 3;
 };
 

@@ -347,6 +347,27 @@ std::unique_ptr<NCDesign> DesignBuilder::Generate(const Factors& factors,
                                     std::move(core.generators));
 }
 
+bool DesignBuilder::RefuseMixture(const Factors& factors, std::string* message) const {
+  if (!factors.IsMixture()) return true;
+  return Refuse(message, ExceptionMessage::translate("The design '{}' is for process factors "
+                                                     "only.") %
+                             GetName());
+}
+
+std::vector<float> DesignBuilder::DiscreteCodedLevels(const Factors::Factor& factor) {
+  std::vector<float> coded;
+  if (factor.IsQualitative()) {
+    for (std::size_t s = 1; s <= factor.settings.size(); ++s) {
+      coded.push_back(static_cast<float>(s));
+    }
+  } else if (!factor.levels.empty()) {
+    const double mid = (factor.low + factor.high) / 2.0;
+    const double half = (factor.high - factor.low) / 2.0;
+    for (double level : factor.levels) coded.push_back(static_cast<float>((level - mid) / half));
+  }
+  return coded;
+}
+
 bool DesignBuilder::CheckSpecific(const Factors& /*factors*/, const DesignOptions& /*options*/,
                                   int /*runs*/, std::string* /*message*/) const {
   return true;

@@ -86,6 +86,11 @@ class DesignBuilder {
   // for the families without layers.
   virtual bool SetLayers(DesignOptions& options, int layers, const Factors& factors) const;
 
+  // The coded values of a factor with discrete values: the setting numbers 1..L of a
+  // qualitative factor, the levels of a multilevel or time factor mapped onto -1..+1; empty
+  // for a continuous factor.
+  static std::vector<float> DiscreteCodedLevels(const Factors::Factor& factor);
+
   // A copy of `base` made to suit this family for `factors`: the default runs, no
   // generators, blocks 1 unless the base's blocks are offered, centre points raised to the
   // minimum (or 0 when none are allowed), replicated runs at most the runs.
@@ -143,6 +148,9 @@ class DesignBuilder {
 
   // Helpers for the families.
   static bool Refuse(std::string* message, std::string text);
+  // Refuses (false, with the family's message) when a factor is a mixture factor; true
+  // otherwise.
+  bool RefuseMixture(const Factors& factors, std::string* message) const;
   // Throws CancelException when `cancel` points to true.
   static void ThrowIfCancelled(const bool* cancel);
   // The varied factors, as Factors of their own (design order kept).

@@ -299,7 +299,7 @@ std::vector<MixtureRegion::Point> MixtureRegion::FindVertices() const {
   const double point_tolerance = kRelativeTolerance * scale;
   const double sum_tolerance = kRelativeTolerance * (std::fabs(total_) + n * scale);
   const std::vector<Row> rows = AllRows();
-  const auto general = static_cast<std::size_t>(2 * n);
+  const std::size_t general = 2 * static_cast<std::size_t>(n);
   std::vector<Point> found;
   Point x(static_cast<std::size_t>(n), 0.0);
 
@@ -322,7 +322,8 @@ std::vector<MixtureRegion::Point> MixtureRegion::FindVertices() const {
           for (int r = 0; r < k; ++r) {
             const Row& row =
                 constraints_[static_cast<std::size_t>(chosen[static_cast<std::size_t>(r)])];
-            column[static_cast<std::size_t>(e + r)] = row.a[static_cast<std::size_t>(v)];
+            column[static_cast<std::size_t>(e) + static_cast<std::size_t>(r)] =
+                row.a[static_cast<std::size_t>(v)];
           }
         }
         if (e == 1) rhs(0) = total_;
@@ -461,6 +462,7 @@ MixtureRegion::Geometry MixtureRegion::Compute() const {
   const std::vector<Point>& vertices = geometry.vertices;
   const std::size_t count = vertices.size();
   std::vector<const Point*> all;
+  all.reserve(count);
   for (const Point& v : vertices) all.push_back(&v);
   geometry.centroid = Mean(all);
   geometry.dimension = Dimension(vertices);

@@ -141,8 +141,14 @@ bool OptimalBuilder::CheckModelSize(const Factors& factors, const DesignOptions&
 
 bool OptimalBuilder::CheckSpecific(const Factors& factors, const DesignOptions& options, int runs,
                                    std::string* message) const {
-  if (!UsesCoordinateExchange(factors, options) &&
-      CandidateSet::GridSize(factors, CandidateLevels(options)) > CandidateSet::kDefaultMaxPoints) {
+  std::size_t grid = 0;
+  try {
+    // Counting the mixture candidates finds an empty mixture region.
+    grid = CandidateSet::GridSize(factors, CandidateLevels(options));
+  } catch (const Exception& e) {
+    return Refuse(message, e.what());
+  }
+  if (!UsesCoordinateExchange(factors, options) && grid > CandidateSet::kDefaultMaxPoints) {
     return Refuse(message, ExceptionMessage::translate("The design '{}' has too many candidate "
                                                        "runs for these factors.") %
                                GetName());
@@ -231,6 +237,7 @@ DesignBuilder::Core OptimalBuilder::BuildCore(const Factors& factors, const Desi
   search.seed = kSeed;
   search.threads = 0;
   search.criterion = criterion_;
+  if (specific != nullptr) search.progress = specific->GetProgress();
   const Eigen::MatrixXd forced_rows = model.Expand(factors, forced_coded);
   if (blocks <= 1) {
     stacked = f;
@@ -340,6 +347,7 @@ DesignBuilder::Core OptimalBuilder::BuildByCoordinates(const Factors& factors,
   CoordinateExchange::Options search;
   search.seed = kSeed;
   search.threads = 0;
+  if (specific != nullptr) search.progress = specific->GetProgress();
   const CoordinateExchange::Result result =
       CoordinateExchange::Search(levels, expand, excluded, model.Expand(factors, forced_coded),
                                  runs - forced_coded.GetRows(), search, cancel);

@@ -15,11 +15,7 @@ bool TwoLevelBuilder::SupportsObjective(EObjective::Type objective) const {
 }
 
 bool TwoLevelBuilder::CheckFactors(const Factors& factors, std::string* message) const {
-  if (factors.IsMixture()) {
-    return Refuse(message, ExceptionMessage::translate("The design '{}' is for process factors "
-                                                       "only.") %
-                               GetName());
-  }
+  if (!RefuseMixture(factors, message)) return false;
   for (const Factors::Factor& factor : factors.GetAll()) {
     if (!IsTwoLevelFactor(factor)) {
       return Refuse(message, ExceptionMessage::translate("The factor '{}' does not have two "

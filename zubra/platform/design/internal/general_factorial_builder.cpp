@@ -18,11 +18,7 @@ bool GeneralFactorialBuilder::IsAdmissible(const Factors& factors, const DesignO
 }
 
 bool GeneralFactorialBuilder::CheckFactors(const Factors& factors, std::string* message) const {
-  if (factors.IsMixture()) {
-    return Refuse(message, ExceptionMessage::translate("The design '{}' is for process factors "
-                                                       "only.") %
-                               GetName());
-  }
+  if (!RefuseMixture(factors, message)) return false;
   return true;
 }
 
@@ -52,16 +48,8 @@ std::vector<std::vector<float>> GeneralFactorialBuilder::Levels(const Factors& f
                                                                 const DesignOptions& options) {
   std::vector<std::vector<float>> levels;
   for (const Factors::Factor& factor : factors.GetAll()) {
-    std::vector<float> coded;
-    if (factor.IsQualitative()) {
-      for (std::size_t s = 1; s <= factor.settings.size(); ++s) {
-        coded.push_back(static_cast<float>(s));
-      }
-    } else if (!factor.levels.empty()) {
-      const double mid = (factor.low + factor.high) / 2.0;
-      const double half = (factor.high - factor.low) / 2.0;
-      for (double level : factor.levels) coded.push_back(static_cast<float>((level - mid) / half));
-    } else {
+    std::vector<float> coded = DiscreteCodedLevels(factor);
+    if (coded.empty()) {
       int count = factor.num_levels;
       if (count == 0) count = options.GetProcessModel() == EModel::kQuadratic ? 3 : 2;
       for (int i = 0; i < count; ++i) {

@@ -66,11 +66,7 @@ bool OnionBuilder::SetLayers(DesignOptions& options, int layers, const Factors& 
 }
 
 bool OnionBuilder::CheckFactors(const Factors& factors, std::string* message) const {
-  if (factors.IsMixture()) {
-    return Refuse(message, ExceptionMessage::translate("The design '{}' is for process factors "
-                                                       "only.") %
-                               GetName());
-  }
+  if (!RefuseMixture(factors, message)) return false;
   return true;
 }
 

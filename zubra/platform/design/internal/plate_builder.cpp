@@ -123,11 +123,7 @@ SplitPlotOptions PlateBuilder::ForVariedFactors(const SplitPlotOptions& plate,
 }
 
 bool PlateBuilder::CheckFactors(const Factors& factors, std::string* message) const {
-  if (factors.IsMixture()) {
-    return Refuse(message, ExceptionMessage::translate("The design '{}' is for process factors "
-                                                       "only.") %
-                               GetName());
-  }
+  if (!RefuseMixture(factors, message)) return false;
   return true;
 }
 

@@ -20,18 +20,8 @@ int TimeIndex(const Factors& factors) {
 // The coded values a crossed factor takes: the settings of a qualitative factor, the levels
 // of a multilevel or time factor mapped onto -1..+1, the limits of a continuous factor.
 std::vector<float> CrossedLevels(const Factors::Factor& factor) {
-  std::vector<float> coded;
-  if (factor.IsQualitative()) {
-    for (std::size_t s = 1; s <= factor.settings.size(); ++s) {
-      coded.push_back(static_cast<float>(s));
-    }
-  } else if (!factor.levels.empty()) {
-    const double mid = (factor.low + factor.high) / 2.0;
-    const double half = (factor.high - factor.low) / 2.0;
-    for (double level : factor.levels) coded.push_back(static_cast<float>((level - mid) / half));
-  } else {
-    coded = {-1.0F, 1.0F};
-  }
+  std::vector<float> coded = DesignBuilder::DiscreteCodedLevels(factor);
+  if (coded.empty()) coded = {-1.0F, 1.0F};
   return coded;
 }
 
@@ -88,11 +78,7 @@ bool StabilityBuilderBase::IsMaterialFactor(const Factors::Factor& factor) const
 }
 
 bool StabilityBuilderBase::CheckFactors(const Factors& factors, std::string* message) const {
-  if (factors.IsMixture()) {
-    return Refuse(message, ExceptionMessage::translate("The design '{}' is for process factors "
-                                                       "only.") %
-                               GetName());
-  }
+  if (!RefuseMixture(factors, message)) return false;
   const int time = TimeIndex(factors);
   if (time < 0) {
     return Refuse(message,
