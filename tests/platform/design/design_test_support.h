@@ -8,11 +8,14 @@
 #include <bit>
 #include <cmath>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "zubra/platform/design/all_designs.h"
 #include "zubra/platform/design/factors.h"
+#include "zubra/platform/design/ncdoe_constraints.h"
 #include "zubra/platform/matrix/nc_data_matrix.h"
+#include "zubra/platform/util/exception.h"
 
 namespace zubra::test_support {
 
@@ -39,6 +42,26 @@ inline Factors Mixture(int q, double total = 1.0) {
     list.push_back(Factors::Factor::Formulation("M" + std::to_string(i), 0.0, total, total));
   }
   return Make(list);
+}
+
+// The constraint on sum(coefficient * factor) over `pairs` (factor index, coefficient): points
+// below `limit` are excluded when `less_than`, points above it otherwise.
+inline NCDOE::Constraint MakeConstraint(bool less_than, double limit,
+                                        const std::vector<std::pair<int, double>>& pairs) {
+  NCDOE::Constraint constraint(less_than, limit);
+  for (const auto& [index, coefficient] : pairs) constraint.AddPair(index, coefficient);
+  return constraint;
+}
+
+// Fails unless `action` throws a zubra::Exception whose text is `message`.
+template <typename Action>
+void ExpectMessage(Action&& action, const std::string& message) {
+  try {
+    action();
+    ADD_FAILURE() << "no exception";
+  } catch (const Exception& e) {
+    EXPECT_EQ(std::string(e.what()), message);
+  }
 }
 
 // The sum over the runs (all, or those of `rows`) of the product of the columns in `cols`.

@@ -106,34 +106,6 @@ TEST(Factors, AddRefusesBadFactorsWithAMessageAndKeepsTheSet) {
   }
 }
 
-TEST(Factors, KindCountsAnswerTheMixtureQuestions) {
-  struct Row {
-    std::string name;
-    std::vector<F> factors;
-    bool mixture, only, both;
-    int expanded;
-  };
-  const std::vector<Row> rows = {
-      {"none", {}, false, false, false, 0},
-      {"process",
-       {F::Quantitative("A", 0, 1), F::Qualitative("Q", {"a", "b", "c"})},
-       false,
-       false,
-       false,
-       3},
-      {"mixture", {F::Formulation("M", 0, 1), F::Filler("W", 0, 1)}, true, true, false, 2},
-      {"both", {F::Quantitative("A", 0, 1), F::Formulation("M", 0, 1)}, true, false, true, 2},
-  };
-  for (const Row& row : rows) {
-    SCOPED_TRACE(row.name);
-    const Factors factors = test_support::Make(row.factors);
-    EXPECT_EQ(factors.IsMixture(), row.mixture);
-    EXPECT_EQ(factors.IsMixtureOnly(), row.only);
-    EXPECT_EQ(factors.IsProcessAndMixture(), row.both);
-    EXPECT_EQ(factors.GetExpandedCount(), row.expanded);
-  }
-}
-
 TEST(Factors, DesignsLeaveFactorsThatAreNotVariedAtTheirFixedValues) {
   Factors factors;
   F constant = F::Quantitative("Pressure", 2, 4);

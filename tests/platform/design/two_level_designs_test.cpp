@@ -72,30 +72,6 @@ TEST(FullFactorial, RunsEveryCombinationOnceInBalancedBlocks) {
   }
 }
 
-TEST(FullFactorial, UncodedRunsSpanTheFactorRanges) {
-  const Factors factors =
-      test_support::Make({Factors::Factor::Quantitative("Temp", 20, 80),
-                          Factors::Factor::Qualitative("Catalyst", {"Pt", "Pd"}),
-                          Factors::Factor::Multilevel("Speed", {100, 300})});
-  const DesignBuilder& builder = Builder(EDesign::kFullFactorial);
-  const DesignOptions options =
-      OptionsFor(builder, factors, EObjective::kScreening, EModel::kLinear);
-  EXPECT_EQ(options.GetCenterPoints(), 0) << "discrete factors allow no centre points";
-  const auto design = builder.Generate(factors, options);
-  std::set<float> temps;
-  std::set<float> catalysts;
-  std::set<float> speeds;
-  for (int r = 0; r < design->GetRuns(); ++r) {
-    temps.insert(design->GetUncoded()(r, 0));
-    catalysts.insert(design->GetUncoded()(r, 1));
-    speeds.insert(design->GetUncoded()(r, 2));
-    EXPECT_EQ(design->GetCoded()(r, 1), design->GetUncoded()(r, 1));
-  }
-  EXPECT_EQ(temps, (std::set<float>{20.0F, 80.0F}));
-  EXPECT_EQ(catalysts, (std::set<float>{1.0F, 2.0F}));
-  EXPECT_EQ(speeds, (std::set<float>{100.0F, 300.0F}));
-}
-
 TEST(FractionalFactorial, EveryLevelGivesItsResolutionAtEveryOfferedSize) {
   struct Row {
     std::string name;
