@@ -110,16 +110,16 @@ TEST(ConstraintsInfo, ValidityForbidsMixingMixtureAndProcessFactors) {
     double limit;
     bool valid;
   };
+  // clang-format off
   const std::vector<Row> rows = {
       {"formulation and quantitative", {{kM1, 1}, {kA, 1}}, 0.5, false},
       {"two formulation", {{kM1, 1}, {kM2, -2}}, 0.5, true},
       {"filler and formulation", {{kF, 1}, {kM1, 1}}, 0.5, true},
       {"filler and quantitative", {{kF, 1}, {kB, 1}}, 0.5, false},
       {"qualitative and formulation", {{kQ, 3}, {kM1, 1}}, 1, true},
-      {"zero coefficient counts", {{kA, 0}}, 1, true},
-      {"no coefficient", {}, 1, false},
-      {"no limit", {{kA, 1}}, kU, false},
-  };
+      {"zero coefficient counts", {{kA, 0}}, 1, true}, {"no coefficient", {}, 1, false},
+      {"no limit", {{kA, 1}}, kU, false}};
+  // clang-format on
   for (const Row& row : rows) {
     SCOPED_TRACE(row.name);
     CI::Constraint constraint(info.NumValues());
@@ -149,15 +149,14 @@ TEST(ConstraintsInfo, PointsOnTheLimitStayAndQualitativeCoefficientsDoNotCount) 
     float a, b;
     bool excluded;
   };
+  // clang-format off
   const std::vector<Row> rows = {
-      {"< on the limit", CI::kLess, 10, 2, 4, false},
-      {"< just below", CI::kLess, 10, 2, 3.9F, true},
+      {"< on the limit", CI::kLess, 10, 2, 4, false}, {"< just below", CI::kLess, 10, 2, 3.9F, true},
       {"> on the limit", CI::kGreater, 10, 6, 2, false},
       {"> just above", CI::kGreater, 10, 6, 2.1F, true},
-      {"no operator", CI::kNoOperator, 10, 0, 0, false},
-      {"no limit", CI::kLess, kU, 0, 0, false},
-      {"negative limit", CI::kGreater, -1, 0, -0.25F, true},
-  };
+      {"no operator", CI::kNoOperator, 10, 0, 0, false}, {"no limit", CI::kLess, kU, 0, 0, false},
+      {"negative limit", CI::kGreater, -1, 0, -0.25F, true}};
+  // clang-format on
   for (const Row& row : rows) {
     SCOPED_TRACE(row.name);
     CI info(&set);
@@ -200,6 +199,7 @@ TEST(ConstraintsInfo, RowsAreBackTransformedAndWalkedByExpandedColumns) {
   };
   // Excluded when A + B > 10 on the original scale. U holds 100 and Q's columns hold 0, so
   // reading the wrong column shows.
+  // clang-format off
   const std::vector<Row> rows = {
       {"plain inside", {4, 100, 0, 5}, false, false, false},
       {"plain outside", {6, 100, 0, 5}, false, false, true},
@@ -208,8 +208,8 @@ TEST(ConstraintsInfo, RowsAreBackTransformedAndWalkedByExpandedColumns) {
       {"transformed value read as is", {log60, 100, 0, 5}, false, false, false},
       {"expanded outside", {4, 100, 0, 0, 7}, false, true, true},
       {"expanded inside", {4, 100, 0, 0, 5}, false, true, false},
-      {"expanded and transformed", {log60, 100, 0, 0, 1}, true, true, true},
-  };
+      {"expanded and transformed", {log60, 100, 0, 0, 1}, true, true, true}};
+  // clang-format on
   EXPECT_FALSE(info.IsConstrained(rows[1].row.data(), set, false, false));  // no constraints
   Add(info, CI::kGreater, {{info.GetIndex("A"), 1}, {info.GetIndex("B"), 1}, {2, 50}}, 10);
   for (const Row& row : rows) {
@@ -231,20 +231,19 @@ TEST(ConstraintsInfo, ConstraintMatrixRowsAreOrientedAlike) {
     std::vector<Made> constraints;
     std::optional<FMatrix> matrix;
   };
+  // clang-format off
   const std::vector<Row> rows = {
       {"less than", {{CI::kLess, {{kA, 1}, {kB, 2}}, 10}}, FMatrix{{1, 2, -10}}},
       {"greater than", {{CI::kGreater, {{kA, 1}, {kB, 2}}, 10}}, FMatrix{{-1, -2, 10}}},
       {"no operator as greater", {{CI::kNoOperator, {{kB, 3}}, 1}}, FMatrix{{0, -3, 1}}},
       {"qualitative column left out", {{CI::kLess, {{kQ, 7}, {kA, 1}}, 2}}, FMatrix{{1, 0, -2}}},
-      {"only qualitative takes no part",
-       {{CI::kLess, {{kQ, 7}}, 2}, {CI::kGreater, {{kB, 1}}, 4}},
+      {"only qualitative takes no part", {{CI::kLess, {{kQ, 7}}, 2}, {CI::kGreater, {{kB, 1}}, 4}},
        FMatrix{{0, -1, 4}}},
-      {"two rows in order",
-       {{CI::kGreater, {{kA, 0.5}}, 1}, {CI::kLess, {{kA, 1}, {kB, -1}}, -3}},
+      {"two rows in order", {{CI::kGreater, {{kA, 0.5}}, 1}, {CI::kLess, {{kA, 1}, {kB, -1}}, -3}},
        FMatrix{{-0.5F, 0, 1}, {1, -1, 3}}},
       {"nothing to write", {{CI::kLess, {{kQ, 1}}, 2}}, std::nullopt},
-      {"no constraints", {}, std::nullopt},
-  };
+      {"no constraints", {}, std::nullopt}};
+  // clang-format on
   for (const Row& row : rows) {
     SCOPED_TRACE(row.name);
     CI info(&set);
@@ -303,29 +302,28 @@ TEST(ConstraintsInfo, JsonReadingReportsBadTablesAndKeepsEarlierRows) {
   const std::string kBefore = "2 5 | 1 - -";  // what the container held before
   struct Row {
     const char* name;
-    const char* json;
+    std::string json;
     std::string error;  // empty: no error
     std::string after;  // Describe() afterwards
   };
+  const std::string kHead = R"({"columns": ["A", "Operator", "Limit"], "data": )";
+  // clang-format off
   const std::vector<Row> rows = {
       {"not an object", "[1, 2]", kMissing, kBefore},
       {"no columns", R"({"data": []})", kMissing, kBefore},
       {"no operator column", R"({"columns": ["A", "Limit"], "data": []})", kMissing, kBefore},
-      {"no limit column", R"({"columns": ["A", "Operator", "Limits"], "data": []})", kMissing,
-       kBefore},
-      {"limit text in second row",
-       R"({"columns": ["A", "Operator", "Limit"], "data": [[1, "<", 2], [2, ">", "3"], [3, "<", 4]]})",
-       kLimit, "1 2 | 1 - -"},
-      {"limit empty string", R"({"columns": ["A", "Operator", "Limit"], "data": [[1, "<", ""]]})",
-       kLimit, ""},
-      {"short row", R"({"columns": ["A", "Operator", "Limit"], "data": [[1, "<"]]})", kLimit, ""},
+      {"no limit column", R"({"columns": ["A", "Operator", "Limits"], "data": []})", kMissing, kBefore},
+      {"limit text in second row", kHead + R"([[1, "<", 2], [2, ">", "3"], [3, "<", 4]]})", kLimit,
+       "1 2 | 1 - -"},
+      {"limit empty string", kHead + R"([[1, "<", ""]]})", kLimit, ""},
+      {"short row", kHead + R"([[1, "<"]]})", kLimit, ""},
       {"any column order and case, unknown ignored",
        R"({"columns": ["Limit", "Zed", "b", "Operator", "A"], "data": [[7, 99, 2, ">", 1]]})", "",
        "2 7 | 1 2 -"},
       {"empty string and text coefficients, unknown operator",
        R"({"columns": ["A", "B", "Q", "Operator", "Limit"], "data": [["", "x", 0, "=", -1]]})", "",
-       "0 -1 | - - 0"},
-  };
+       "0 -1 | - - 0"}};
+  // clang-format on
   for (const Row& row : rows) {
     SCOPED_TRACE(row.name);
     CI info(&set);
@@ -379,27 +377,26 @@ TEST(ConstraintsInfo, ReadAcceptsWhatEditorsWriteAndRefusesBadFilesWhole) {
     std::optional<std::string> content;  // nullopt: no file at all
     std::optional<std::string> after;    // nullopt: refused, nothing changes
   };
+  const std::string kHead = "A\tOperator\tLimit\n";
+  // clang-format off
   const std::vector<Row> rows = {
       {"crlf and byte-order mark",
        "\xEF\xBB\xBFInc/Excl\tA\tB\tOperator\tLimit\r\nExcl\t1\t\t>\t3\r\n", "2 3 | 1 - -"},
       {"old mac line ends", "A\tOperator\tLimit\r1\t<\t2\r", "1 2 | 1 - -"},
-      {"blank lines skipped", "\n\nA\tOperator\tLimit\n\n1\t<\t2\n \t\t\n\n3\t>\t4\n\n",
-       "1 2 | 1 - -; 2 4 | 3 - -"},
+      {"blank lines skipped", "\n\n" + kHead + "\n1\t<\t2\n \t\t\n\n3\t>\t4\n\n", "1 2 | 1 - -; 2 4 | 3 - -"},
       {"ragged rows", "A\tB\tOperator\tLimit\n1\n\t2\t>\n5\t6\t<\t7\textra\tcells\n",
        "0 - | 1 - -; 2 - | - 2 -; 1 7 | 5 6 -"},
       {"decimal comma and blanks", "A\tOperator\tLimits\n 1,5 \t < \t-2,25\n", "1 -2.25 | 1.5 - -"},
-      {"header case and order", " limits \tb\tZed\tOPERATOR\n8\t2\tnot a number\t>\n",
-       "2 8 | - 2 -"},
-      {"unknown operator", "A\tOperator\tLimit\n1\t<=\t2\n", "0 2 | 1 - -"},
-      {"no file", std::nullopt, std::nullopt},
-      {"empty file", "", std::nullopt},
+      {"header case and order", " limits \tb\tZed\tOPERATOR\n8\t2\tnot a number\t>\n", "2 8 | - 2 -"},
+      {"unknown operator", kHead + "1\t<=\t2\n", "0 2 | 1 - -"},
+      {"no file", std::nullopt, std::nullopt}, {"empty file", "", std::nullopt},
       {"byte-order mark and blank lines only", "\xEF\xBB\xBF\r\n\n \t\n", std::nullopt},
       {"header without Operator", "Inc/Excl\tA\tB\t\tLimits\nExcl\t1\t2\t<\t10\n", std::nullopt},
       {"header without Limits", "A\tOperator\tLimitz\n1\t<\t2\n", std::nullopt},
-      {"limit not a number", "A\tOperator\tLimit\n1\t<\t2\n1\t<\tten\n", std::nullopt},
-      {"coefficient not a number", "A\tOperator\tLimit\n1\t<\t2\n1x\t<\t3\n", std::nullopt},
-      {"thousands separator", "A\tOperator\tLimit\n1.000,5\t<\t3\n", std::nullopt},
-  };
+      {"limit not a number", kHead + "1\t<\t2\n1\t<\tten\n", std::nullopt},
+      {"coefficient not a number", kHead + "1\t<\t2\n1x\t<\t3\n", std::nullopt},
+      {"thousands separator", kHead + "1.000,5\t<\t3\n", std::nullopt}};
+  // clang-format on
   for (const Row& row : rows) {
     SCOPED_TRACE(row.name);
     const std::string path = temp.File(row.content ? "in.txt" : "absent.txt");

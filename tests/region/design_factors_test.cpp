@@ -15,55 +15,44 @@
 namespace zubra {
 namespace {
 
-std::unique_ptr<FactorClass> Factor(const std::string& name) {
-  auto factor = std::make_unique<FactorClass>();
-  factor->SetName(name);
-  factor->SetAbbr(name.substr(0, 3));
-  return factor;
-}
-
 // Temp (controlled 20..80), Cat (qualitative a/b/c), Lot (design-set qualitative),
 // Speed (constant 5), One (qualitative with one setting: constant), Water (formulation
 // 0.1..0.6), Oil (formulation 0..0.5).
 Variables MixedSet() {
   Variables set;
-  auto temp = Factor("Temp");
-  temp->SetValue(20, 80, CEType::kQuantitative, true);
-  auto cat = Factor("Cat");
-  cat->SetSettings({"a", "b", "c"}, CEType::kQualitative, CEUse::kControlled);
-  auto lot = Factor("Lot");
-  lot->SetSettings({"L1", "L2"}, CEType::kQualitative, CEUse::kControlled);
-  lot->SetDesignSetFactor(true);
-  auto speed = Factor("Speed");
-  speed->SetValue(5.0, CEType::kQuantitative);
-  auto one = Factor("One");
-  one->SetSettings({"x"}, CEType::kQualitative, CEUse::kControlled);
-  auto water = Factor("Water");
-  water->SetValue(0.1, 0.6, CEType::kFormulation, true);
-  auto oil = Factor("Oil");
-  oil->SetValue(0.0, 0.5, CEType::kFormulation, true);
-  for (auto* factor : {&temp, &cat, &lot, &speed, &one, &water, &oil}) {
-    EXPECT_EQ(set.Add(std::move(*factor)), Variables::kOk);
-  }
+  const auto add = [&set](const std::string& name, auto&& configure) {
+    auto factor = std::make_unique<FactorClass>();
+    factor->SetName(name);
+    factor->SetAbbr(name.substr(0, 3));
+    configure(*factor);
+    EXPECT_EQ(set.Add(std::move(factor)), Variables::kOk);
+  };
+  const auto qualitative = [](std::vector<std::string> settings) {
+    return [settings](FactorClass& f) {
+      f.SetSettings(settings, CEType::kQualitative, CEUse::kControlled);
+    };
+  };
+  add("Temp", [](FactorClass& f) { f.SetValue(20, 80, CEType::kQuantitative, true); });
+  add("Cat", qualitative({"a", "b", "c"}));
+  add("Lot", [&](FactorClass& f) {
+    qualitative({"L1", "L2"})(f);
+    f.SetDesignSetFactor(true);
+  });
+  add("Speed", [](FactorClass& f) { f.SetValue(5.0, CEType::kQuantitative); });
+  add("One", qualitative({"x"}));
+  add("Water", [](FactorClass& f) { f.SetValue(0.1, 0.6, CEType::kFormulation, true); });
+  add("Oil", [](FactorClass& f) { f.SetValue(0.0, 0.5, CEType::kFormulation, true); });
   return set;
 }
 
 TEST(DesignFactors, TakesFactorsWithoutTheDesignSetFlagThatTheEngineAccepts) {
   const Variables set = MixedSet();
   const DesignFactors extract(set);
-  struct Row {
-    const char* name;
-    int index;
-  };
-  for (const Row& row : std::vector<Row>{{"Temp", 0},
-                                         {"Cat", 1},
-                                         {"Lot", -1},
-                                         {"Speed", 2},
-                                         {"One", -1},
-                                         {"Water", 3},
-                                         {"Oil", 4}}) {
-    SCOPED_TRACE(row.name);
-    EXPECT_EQ(extract.GetDesignIndex(set.GetFactor(row.name)), row.index);
+  const std::pair<const char*, int> rows[] = {{"Temp", 0}, {"Cat", 1},   {"Lot", -1}, {"Speed", 2},
+                                              {"One", -1}, {"Water", 3}, {"Oil", 4}};
+  for (const auto& [name, index] : rows) {
+    SCOPED_TRACE(name);
+    EXPECT_EQ(extract.GetDesignIndex(set.GetFactor(name)), index);
   }
   ASSERT_EQ(extract.GetCount(), 5);
   EXPECT_EQ(extract.GetProblems().size(), 1U);  // the one-setting qualitative factor
@@ -74,12 +63,10 @@ TEST(DesignFactors, TakesFactorsWithoutTheDesignSetFlagThatTheEngineAccepts) {
   EXPECT_EQ(factors.GetFactor(1).settings, (std::vector<std::string>{"a", "b", "c"}));
   EXPECT_EQ(factors.GetVaried(), (std::vector<int>{0, 1, 3, 4}));
   EXPECT_EQ(extract.GetDesignIndex(nullptr), -1);
-
-  // A factor of another set that happens to share nothing but a name has no index.
+  // A factor of another set that shares nothing but a name has no index.
   FactorClass stranger;
   stranger.SetName("Temp");
   EXPECT_EQ(extract.GetDesignIndex(&stranger), -1);
-
   StreamWindow out;
   extract.Show(out);
   EXPECT_NE(out.str().find("Temp : " + CEType::GetString(CEType::kQuantitative)),
@@ -117,11 +104,10 @@ TEST(ConstraintsInfo, DesignEngineFormUsesDesignIndexesAndSkipsQualitativeFactor
   ASSERT_NE(converted, nullptr);
   ASSERT_EQ(converted->GetCount(), 2);
   const NCDOE::Constraint& first = converted->GetAll()[0];
-  EXPECT_TRUE(first.IsLessThan());
+  const NCDOE::Constraint& second = converted->GetAll()[1];
+  EXPECT_TRUE(first.IsLessThan() && !second.IsLessThan());
   EXPECT_EQ(first.GetLimit(), 50);
   EXPECT_EQ(first.GetPairs(), (std::vector<std::pair<int, double>>{{0, 1}}));
-  const NCDOE::Constraint& second = converted->GetAll()[1];
-  EXPECT_FALSE(second.IsLessThan());
   EXPECT_EQ(second.GetPairs(), (std::vector<std::pair<int, double>>{{3, 1}, {4, -1}}));
 }
 

@@ -26,8 +26,9 @@ TEST(ResponseEx, TypeTextsRoundTripAndUnknownsReadAsNotDefined) {
     EXPECT_EQ(ResponseEx::GetStringFromType(static_cast<Type>(code)), texts[code]);
     EXPECT_EQ(ResponseEx::GetTypeFromString(texts[code]), code);
   }
-  EXPECT_EQ(ResponseEx::GetStringFromType(static_cast<Type>(7)), "NotDefined");
-  EXPECT_EQ(ResponseEx::GetStringFromType(static_cast<Type>(-1)), "NotDefined");
+  for (const int code : {7, -1}) {
+    EXPECT_EQ(ResponseEx::GetStringFromType(static_cast<Type>(code)), "NotDefined");
+  }
   for (const char* text : {"regular", "LINKED", "", "Derived ", "Measured"}) {
     EXPECT_EQ(ResponseEx::GetTypeFromString(text), ResponseEx::kNotDefined) << text;
   }
@@ -44,6 +45,7 @@ TEST(ResponseEx, CheckLimitsAndDesirabilityReadinessInEveryBranch) {
   const auto R = Limits::kRequired;
   const auto De = Limits::kDesired;
   const auto kTgt = D::kTarget;
+  // clang-format off
   const Row rows[] = {
       {"desired needs no limits", De, kTgt, kU, kU, kU, kU, kU, true, false},
       {"required target without limits", R, kTgt, kU, kU, kU, kU, kU, false, false},
@@ -59,12 +61,11 @@ TEST(ResponseEx, CheckLimitsAndDesirabilityReadinessInEveryBranch) {
       {"target on the minimum", R, kTgt, 1, 5, 1, kU, kU, true, false},
       {"none objective", R, D::kNone, kU, kU, kU, kU, kU, true, false},
       {"predict objective", R, D::kPredict, 1, 5, 3, kU, kU, true, false},
-      {"objective beyond the list", R, static_cast<D::OptimizeType>(6), 1, 5, 3, kU, kU, true,
-       false},
+      {"objective beyond the list", R, static_cast<D::OptimizeType>(6), 1, 5, 3, kU, kU, true, false},
       {"observed", Limits::kObserved, D::kMinimize, 1, 5, 3, kU, kU, true, false},
       {"desired uses the derived maximum", De, D::kMinimize, kU, kU, kU, 3, 7, true, true},
-      {"desired target from derived limits", De, kTgt, kU, kU, 5, 3, 7, true, true},
-  };
+      {"desired target from derived limits", De, kTgt, kU, kU, 5, 3, 7, true, true}};
+  // clang-format on
   for (const Row& row : rows) {
     SCOPED_TRACE(row.name);
     ResponseEx r;
@@ -89,12 +90,11 @@ TEST(ResponseEx, DesirabilityTypeResetsPresetsButKeepsCustomExponents) {
     ResponseEx r;
     r.SetDesirability({D::kMaximize, D::kCustom, 3, 4});
     r.SetDesirabilityType(type);
-    EXPECT_EQ(r.GetDesirability().low_exponent, low);
-    EXPECT_EQ(r.GetDesirability().high_exponent, high);
+    EXPECT_TRUE(r.GetDesirability().low_exponent == low &&
+                r.GetDesirability().high_exponent == high);
     EXPECT_EQ(r.GetCriterion(), D::kMaximize);
-    r.SetCriterion(D::kTarget);
-    EXPECT_EQ(r.GetDesirability().low_exponent, low);
-    EXPECT_EQ(r.GetDesirabilityType(), type);
+    r.SetCriterion(D::kTarget);  // keeps type and exponents
+    EXPECT_TRUE(r.GetDesirability().low_exponent == low && r.GetDesirabilityType() == type);
   }
 }
 
@@ -120,8 +120,7 @@ TEST(ResponseEx, TransformsFollowTheTypeWithLinkedOnlyGoingForward) {
     EXPECT_NEAR(r.GetBackTransform(2.0), row.back, 1e-9);
     double c1 = 0, c2 = 0, c3 = 0;
     r.GetTransConst(c1, c2, c3);
-    EXPECT_EQ(c1, regular ? 1.0 : kU);
-    EXPECT_EQ(c2, regular ? 0.0 : kU);
+    EXPECT_TRUE(c1 == (regular ? 1.0 : kU) && c2 == (regular ? 0.0 : kU));
     EXPECT_EQ(r.SetTransform(TraData::kLinear, 2, 1, kU), regular);
     EXPECT_EQ(r.GetResponseClass()->GetTransform().GetTransform(),
               regular ? TraData::kLinear : TraData::kLog);
@@ -145,6 +144,7 @@ TEST(ResponseEx, LimitTestsOnBothScales) {
   };
   const auto R = Limits::kRequired;
   const auto Reg = ResponseEx::kRegular;
+  // clang-format off
   const Row rows[] = {
       {"observed takes anything", Limits::kObserved, Reg, false, 1, 2, kU, true, true, true},
       {"undefined value", R, Reg, false, kU, kU, kU, true, false, false},
@@ -158,8 +158,8 @@ TEST(ResponseEx, LimitTestsOnBothScales) {
       {"untransformed value beyond", R, Reg, true, 0, 1, 50, false, false, false},
       {"value already transformed", R, Reg, true, 0, 1, 5, true, false, false},
       {"outside the transform's domain", R, Reg, true, kU, kU, -5, false, false, false},
-      {"linked compares as it is", R, ResponseEx::kLinked, true, 0, 1, 5, false, false, false},
-  };
+      {"linked compares as it is", R, ResponseEx::kLinked, true, 0, 1, 5, false, false, false}};
+  // clang-format on
   for (const Row& row : rows) {
     SCOPED_TRACE(row.name);
     ResponseEx r;
@@ -174,14 +174,12 @@ TEST(ResponseEx, LimitTestsOnBothScales) {
 }
 
 TEST(ResponseEx, FormulaReferencesAreReadAsAtoiReadsThem) {
+  // clang-format off
   const std::vector<std::pair<const char*, std::vector<int>>> rows = {
-      {"v(1)+v(12)*v(3)", {1, 12, 3}},
-      {"v( 7)-v(+2)/v(-1)", {7, 2, -1}},
-      {"sqrt(v(10))+vv(2)", {10, 2}},
-      {"v(4x)", {4}},
-      {"v(x)+v()+V(3)+v 4+v", {}},
-      {"v(99999999999)", {}},
-      {"", {}}};
+      {"v(1)+v(12)*v(3)", {1, 12, 3}}, {"v( 7)-v(+2)/v(-1)", {7, 2, -1}},
+      {"sqrt(v(10))+vv(2)", {10, 2}}, {"v(4x)", {4}}, {"v(x)+v()+V(3)+v 4+v", {}},
+      {"v(99999999999)", {}}, {"", {}}};
+  // clang-format on
   for (const auto& [formula, references] : rows) {
     SCOPED_TRACE(formula);
     ResponseEx r;
@@ -205,15 +203,13 @@ TEST(ResponseEx, RenumberingKeepsReferencesOnTheSameVariables) {
     bool added;
     const char* expected;
   };
+  // clang-format off
   const Row rows[] = {
-      {"v(1)+v(2)*v(3)", 2, true, "v(1)+v(3)*v(4)"},
-      {"v(1)+v(2)*v(3)", 2, false, "v(1)+v(0)*v(2)"},
-      {"v(1)+v(3)", 4, true, "v(1)+v(3)"},
-      {"v(10)+v(9)", 10, true, "v(11)+v(9)"},
+      {"v(1)+v(2)*v(3)", 2, true, "v(1)+v(3)*v(4)"}, {"v(1)+v(2)*v(3)", 2, false, "v(1)+v(0)*v(2)"},
+      {"v(1)+v(3)", 4, true, "v(1)+v(3)"}, {"v(10)+v(9)", 10, true, "v(11)+v(9)"},
       {"log(v( 05))/v(1)+v(x)", 3, false, "log(v(4))/v(1)+v(x)"},
-      {"v(-1)+v(1)", 1, true, "v(-1)+v(2)"},
-      {"no references", 1, true, "no references"},
-  };
+      {"v(-1)+v(1)", 1, true, "v(-1)+v(2)"}, {"no references", 1, true, "no references"}};
+  // clang-format on
   for (const Row& row : rows) {
     SCOPED_TRACE(row.formula);
     ResponseEx r;
@@ -329,6 +325,7 @@ TEST(ResponseEx, JsonLoadSkipsMalformedMembersAndRefusesANamelessDocument) {
     double weight;
   };
   const auto L = ResponseEx::kLinked;
+  // clang-format off
   const Row rows[] = {
       {"no name", R"({"abbreviation": "Z"})", false, "Y", L, 0.5},
       {"name not text", R"({"name": 3})", false, "Y", L, 0.5},
@@ -339,10 +336,9 @@ TEST(ResponseEx, JsonLoadSkipsMalformedMembersAndRefusesANamelessDocument) {
           "optimizationSettings": {"weight": "heavy", "objective": 2}})",
        true, "Y", L, 0.5},
       {"regular keeps linked",
-       R"({"name": "N", "type": "regular", "optimizationSettings": {"weight": 2}})", true, "Y", L,
-       2},
-      {"derived", R"({"name": "N", "type": "derived"})", true, "Y", ResponseEx::kDerived, 0.5},
-  };
+       R"({"name": "N", "type": "regular", "optimizationSettings": {"weight": 2}})", true, "Y", L, 2},
+      {"derived", R"({"name": "N", "type": "derived"})", true, "Y", ResponseEx::kDerived, 0.5}};
+  // clang-format on
   for (const Row& row : rows) {
     SCOPED_TRACE(row.name);
     ResponseEx r;
@@ -353,9 +349,7 @@ TEST(ResponseEx, JsonLoadSkipsMalformedMembersAndRefusesANamelessDocument) {
     r.SetWeight(0.5);
     const std::string before = Saved(r);
     EXPECT_EQ(r.Load(ParseJson(row.json)), row.accepted);
-    if (!row.accepted) {
-      EXPECT_EQ(Saved(r), before);
-    }
+    EXPECT_TRUE(row.accepted || Saved(r) == before);  // a refusal changes nothing
     EXPECT_EQ(r.GetResponseClass()->GetName(), row.accepted ? "N" : "Old");
     EXPECT_EQ(r.GetResponseClass()->GetAbbr(), row.abbreviation);
     EXPECT_EQ(r.GetType(), row.type);
@@ -393,15 +387,15 @@ TEST(ResponseEx, ConfigurationLoadKeepsValuesWhoseTextIsGarbled) {
     std::vector<float> slot0;
   };
   const auto kDer = ResponseEx::kDerived;
+  // clang-format off
   const Row rows[] = {
       {"unknown type", "Measured", "0:7", ResponseEx::kNotDefined, {7}},
       {"settings cleared", "Linked", "", ResponseEx::kLinked, {}},
       {"value not a number", "Derived", "0:7;1:x", kDer, {1, 2}},
       {"slot out of range", "Derived", "49:1", kDer, {1, 2}},
-      {"slot twice", "Derived", "0:1;0:2", kDer, {1, 2}},
-      {"missing colon", "Derived", "0", kDer, {1, 2}},
-      {"empty value", "Derived", "0:1,", kDer, {1, 2}},
-  };
+      {"slot twice", "Derived", "0:1;0:2", kDer, {1, 2}}, {"missing colon", "Derived", "0", kDer, {1, 2}},
+      {"empty value", "Derived", "0:1,", kDer, {1, 2}}};
+  // clang-format on
   for (const Row& row : rows) {
     SCOPED_TRACE(row.name);
     TinyXML2Section section;

@@ -43,8 +43,7 @@ TEST(WorksheetInfo, ShuffleOfTheSeed1974IsTheHandComputedPermutation) {
   // 3286636090 % 5 = 0 (swap 4 and 0); i=5 draws 3198818936 % 6 = 2 (swap 5 and 2).
   struct Row {
     const char* name;
-    std::vector<int> values;
-    std::vector<int> expected;
+    std::vector<int> values, expected;
     std::uint32_t next_output;  // what the generator gives after the shuffle
   };
   const Row rows[] = {
@@ -143,15 +142,13 @@ TEST_F(WorksheetTest, SetRunOrderFillsOnlyTheMissingOnes) {
 TEST_F(WorksheetTest, RandomizeMovesOnlyEligibleRunOrders) {
   struct Row {
     const char* name;
-    int count;
-    int first, last;
+    int count, first, last;
     int out_position;       // 0: none
     int response_position;  // 0: none
     int floor;
     std::vector<int> after;
   };
   const Row rows[] = {
-      {"all eligible", 6, 1, -1, 0, 0, 0, {5, 4, 6, 2, 1, 3}},
       // Eligible: positions 3, 5, 6, 7 with [3, 5, 6, 7] -> [3, 7, 6, 5].
       {"out, measured and at the floor stay", 7, 1, -1, 2, 4, 1, {1, 2, 3, 4, 7, 6, 5}},
       // Eligible: positions 2..5 with [2, 3, 4, 5] -> [2, 5, 4, 3].
@@ -241,13 +238,13 @@ TEST_F(WorksheetTest, AddRemoveRenumberKeepTheNumberIndex) {
   named->SetExpName("Special");
   EXPECT_TRUE(sheet.InsertExperiment(std::move(named), 1));
   sheet.RenumberExperiments();
-  const char* names[] = {"Special", "N2", "N3", "N4"};
+  std::string numbered;
   for (int p = 1; p <= 4; ++p) {
-    SCOPED_TRACE(p);
-    EXPECT_EQ(sheet.GetExperiment(p)->ExpNo(), p);
-    EXPECT_EQ(sheet.GetExperiment(p)->ExpName(), names[p - 1]);
-    EXPECT_EQ(sheet.GetPosition(p), p);
+    const Experiment& e = *sheet.GetExperiment(p);
+    numbered +=
+        std::to_string(e.ExpNo()) + e.ExpName() + std::to_string(sheet.GetPosition(p)) + " ";
   }
+  EXPECT_EQ(numbered, "1Special1 2N22 3N33 4N44 ");
 }
 
 TEST_F(WorksheetTest, CellsByPositionAndByName) {
@@ -312,17 +309,11 @@ TEST_F(WorksheetTest, CreatesOneExperimentPerDesignRun) {
   WorksheetInfo sheet(&variables_);
   sheet.CreateFromDesign(design);
   ASSERT_EQ(sheet.GetExperimentCount(), 3);
-  const char* settings[] = {"A", "C", "B"};
-  const char* kinds[] = {"design", "replicate", "center"};
-  for (int p = 1; p <= 3; ++p) {
-    SCOPED_TRACE(p);
-    EXPECT_EQ(sheet.GetExperiment(p)->ExpNo(), p);
-    EXPECT_EQ(sheet.GetExperiment(p)->ExpName(), "N" + std::to_string(p));
-    EXPECT_EQ(sheet.GetFloatValue(p, "Temp"), temps[p - 1]);
-    EXPECT_EQ(sheet.GetStringValue(p, "Cat"), settings[p - 1]);
-    EXPECT_FALSE(sheet.GetExperiment(p)->HasValue(3));
-    EXPECT_EQ(sheet.GetRunKind(p), kinds[p - 1]);
-  }
+  EXPECT_EQ(sheet.ToText(),
+            "ExpNo\tExpName\tRunOrder\tInOut\tTemp\tCat\tYield\n1\tN1\t0\tIn\t10\tA\t\n"
+            "2\tN2\t0\tIn\t30\tC\t\n3\tN3\t0\tIn\t20\tB\t\n");
+  EXPECT_EQ(sheet.GetRunKind(1) + sheet.GetRunKind(2) + sheet.GetRunKind(3),
+            "designreplicatecenter");
   EXPECT_TRUE(sheet.IsCenterPoint(3));
   NCDesign unknown(EDesign::kFullFactorial, "bad", {"Pressure"}, NCDataMatrix<float>(1, 1),
                    NCDataMatrix<float>(1, 1), {1}, {NCDesign::RunKind::kDesign}, Generators());
@@ -361,29 +352,20 @@ TEST_F(WorksheetTest, TextAndJsonFormsRoundTrip) {
   sheet.GetExperiment(3)->SetExpName("Third");
   sheet.SetRunOrderFloor(1);
 
+  const std::string text = sheet.ToText();
+  EXPECT_EQ(text,
+            "ExpNo\tCombination ID\tExpName\tRunOrder\tInOut\tTemp\tCat\tYield\n"
+            "1\t\tN1\t1\tIn\t0.10000000000000001\tA\t\n2\t\tN2\t2\tOut\t\t\t1234567.25\n"
+            "3\tK7\tThird\t3\tIn\t0.33333333333333331\t\t\n");
+  // Numbers carry 17 significant digits; each read form gives back the same sheet.
   auto check = [&](const WorksheetInfo& read) {
-    ASSERT_EQ(read.GetExperimentCount(), 3);
-    for (int p = 1; p <= 3; ++p) {
-      SCOPED_TRACE(p);
-      const Experiment& a = *sheet.GetExperiment(p);
-      const Experiment& b = *read.GetExperiment(p);
-      EXPECT_EQ(b.ExpNo(), a.ExpNo());
-      EXPECT_EQ(b.ExpName(), a.ExpName());
-      EXPECT_EQ(b.RunOrder(), a.RunOrder());
-      EXPECT_EQ(b.IsExcluded(), a.IsExcluded());
-      EXPECT_EQ(b.GetCombinationID(), a.GetCombinationID());
-      for (int i = 1; i <= 3; ++i) {
-        EXPECT_EQ(b.GetStringValue(i), a.GetStringValue(i));
-        EXPECT_EQ(b.GetFloatValue(i), a.GetFloatValue(i));
-      }
-    }
+    EXPECT_EQ(read.ToText(), text);
+    EXPECT_EQ(read.GetFloatValue(3, "Temp"), 1.0 / 3.0);
   };
   WorksheetInfo from_text(&variables_);
   std::string message;
-  ASSERT_TRUE(from_text.FromText(sheet.ToText(), &message)) << message;
+  ASSERT_TRUE(from_text.FromText(text, &message)) << message;
   check(from_text);
-  EXPECT_EQ(sheet.ToText().substr(0, sheet.ToText().find('\n')),
-            "ExpNo\tCombination ID\tExpName\tRunOrder\tInOut\tTemp\tCat\tYield");
 
   WorksheetInfo from_json(&variables_);
   from_json.FromJson(ParseJson(DumpJson(sheet.ToJson())));
