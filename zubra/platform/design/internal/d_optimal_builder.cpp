@@ -148,7 +148,11 @@ bool OptimalBuilder::CheckSpecific(const Factors& factors, const DesignOptions& 
   } catch (const Exception& e) {
     return Refuse(message, e.what());
   }
-  if (!UsesCoordinateExchange(factors, options) && grid > CandidateSet::kDefaultMaxPoints) {
+  // What coordinate exchange cannot take over must fit in memory as a candidate set.
+  const auto columns =
+      static_cast<std::size_t>(std::max(1, Model(factors, options).GetColumnCount(factors)));
+  if (!UsesCoordinateExchange(factors, options) &&
+      (grid > CandidateSet::kDefaultMaxPoints || grid > kMaxCandidateEntries / columns)) {
     return Refuse(message, ExceptionMessage::translate("The design '{}' has too many candidate "
                                                        "runs for these factors.") %
                                GetName());
