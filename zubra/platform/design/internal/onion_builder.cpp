@@ -10,6 +10,7 @@
 #include <utility>
 
 #include "zubra/platform/design/d_optimal_options.h"
+#include "zubra/platform/design/internal/d_optimal_builder.h"
 #include "zubra/platform/design/internal/point_exchange.h"
 #include "zubra/platform/design/onion_options.h"
 #include "zubra/platform/util/exception.h"
@@ -100,8 +101,12 @@ bool OnionBuilder::CheckModel(const Factors& factors, const DesignOptions& optio
 bool OnionBuilder::CheckSpecific(const Factors& factors, const DesignOptions& options, int /*runs*/,
                                  std::string* message) const {
   const Settings settings = ReadSettings(options);
-  if (CandidateSet::GridSize(factors, GridLevels(settings.layers)) >
-      CandidateSet::kDefaultMaxPoints) {
+  // The layers' candidates and their model rows must fit in memory, as for the optimal designs.
+  const std::size_t grid = CandidateSet::GridSize(factors, GridLevels(settings.layers));
+  const auto columns =
+      static_cast<std::size_t>(std::max(1, Model(factors, options).GetColumnCount(factors)));
+  if (grid > CandidateSet::kDefaultMaxPoints ||
+      grid > OptimalBuilder::kMaxCandidateEntries / columns) {
     return Refuse(message, ExceptionMessage::translate("The design '{}' has too many candidate "
                                                        "runs for these factors.") %
                                GetName());
