@@ -354,6 +354,12 @@ bool DesignBuilder::RefuseMixture(const Factors& factors, std::string* message) 
                              GetName());
 }
 
+bool DesignBuilder::RefuseModel(EModel::Type model, std::string* message) const {
+  return Refuse(message, ExceptionMessage::translate("The design '{}' does not support the model "
+                                                     "'{}'.") %
+                             GetName() % EModel::GetString(model));
+}
+
 std::vector<float> DesignBuilder::DiscreteCodedLevels(const Factors::Factor& factor) {
   std::vector<float> coded;
   if (factor.IsQualitative()) {

@@ -151,6 +151,8 @@ class DesignBuilder {
   // Refuses (false, with the family's message) when a factor is a mixture factor; true
   // otherwise.
   bool RefuseMixture(const Factors& factors, std::string* message) const;
+  // Refuses `model`: returns false with the family's message that it does not support it.
+  bool RefuseModel(EModel::Type model, std::string* message) const;
   // Throws CancelException when `cancel` points to true.
   static void ThrowIfCancelled(const bool* cancel);
   // The varied factors, as Factors of their own (design order kept).

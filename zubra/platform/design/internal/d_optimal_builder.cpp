@@ -110,19 +110,14 @@ bool OptimalBuilder::CheckModel(const Factors& factors, const DesignOptions& opt
                                                        "of factors.") %
                                GetName());
   }
-  const auto refuse_model = [&](EModel::Type model) {
-    return Refuse(message, ExceptionMessage::translate("The design '{}' does not support the "
-                                                       "model '{}'.") %
-                               GetName() % EModel::GetString(model));
-  };
   if (factors.GetProcessCount() > 0) {
     const EModel::Type model = options.GetProcessModel();
-    if (model < EModel::kLinear || model > EModel::kQuadratic) return refuse_model(model);
+    if (model < EModel::kLinear || model > EModel::kQuadratic) return RefuseModel(model, message);
   }
   if (factors.IsMixture()) {
     const EModel::Type model = options.GetMixtureModel();
     if (model < EModel::kLinear || model > EModel::kCubic || model == EModel::kInteraction) {
-      return refuse_model(model);
+      return RefuseModel(model, message);
     }
   }
   return CheckModelSize(factors, options, message);

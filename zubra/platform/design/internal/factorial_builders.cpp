@@ -35,9 +35,7 @@ bool TwoLevelBuilder::CheckModel(const Factors& /*factors*/, const DesignOptions
                                  std::string* message) const {
   const EModel::Type model = options.GetProcessModel();
   if (model < EModel::kLinear || model > max_model_) {
-    return Refuse(message, ExceptionMessage::translate("The design '{}' does not support the "
-                                                       "model '{}'.") %
-                               GetName() % EModel::GetString(model));
+    return RefuseModel(model, message);
   }
   return true;
 }

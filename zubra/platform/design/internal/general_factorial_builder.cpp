@@ -26,9 +26,7 @@ bool GeneralFactorialBuilder::CheckModel(const Factors& factors, const DesignOpt
                                          std::string* message) const {
   const EModel::Type model = options.GetProcessModel();
   if (model < EModel::kLinear || model > EModel::kQuadratic) {
-    return Refuse(message, ExceptionMessage::translate("The design '{}' does not support the "
-                                                       "model '{}'.") %
-                               GetName() % EModel::GetString(model));
+    return RefuseModel(model, message);
   }
   if (model == EModel::kQuadratic) {
     const std::vector<std::vector<float>> levels = Levels(factors, options);

@@ -119,9 +119,7 @@ bool MixtureBuilder::CheckModel(const Factors& /*factors*/, const DesignOptions&
     supported = Degree(model) > 0;
   }
   if (!supported) {
-    return Refuse(message, ExceptionMessage::translate("The design '{}' does not support the "
-                                                       "model '{}'.") %
-                               GetName() % EModel::GetString(model));
+    return RefuseModel(model, message);
   }
   return true;
 }

@@ -83,9 +83,7 @@ bool OnionBuilder::CheckModel(const Factors& factors, const DesignOptions& optio
   } else {
     const EModel::Type model = options.GetProcessModel();
     if (model < EModel::kLinear || model > EModel::kQuadratic) {
-      return Refuse(message, ExceptionMessage::translate("The design '{}' does not support the "
-                                                         "model '{}'.") %
-                                 GetName() % EModel::GetString(model));
+      return RefuseModel(model, message);
     }
   }
   const Settings settings = ReadSettings(options);

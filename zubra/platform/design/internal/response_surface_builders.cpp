@@ -67,9 +67,7 @@ bool ResponseSurfaceBuilder::CheckModel(const Factors& /*factors*/, const Design
                                         std::string* message) const {
   const EModel::Type model = options.GetProcessModel();
   if (model < EModel::kLinear || model > EModel::kQuadratic) {
-    return Refuse(message, ExceptionMessage::translate("The design '{}' does not support the "
-                                                       "model '{}'.") %
-                               GetName() % EModel::GetString(model));
+    return RefuseModel(model, message);
   }
   return true;
 }

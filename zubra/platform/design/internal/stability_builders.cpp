@@ -121,9 +121,7 @@ bool StabilityBuilderBase::CheckModel(const Factors& factors, const DesignOption
                                       std::string* message) const {
   const EModel::Type model = options.GetProcessModel();
   if (model < EModel::kLinear || model > EModel::kQuadratic) {
-    return Refuse(message, ExceptionMessage::translate("The design '{}' does not support the "
-                                                       "model '{}'.") %
-                               GetName() % EModel::GetString(model));
+    return RefuseModel(model, message);
   }
   const Factors::Factor& time = factors.GetFactor(TimeIndex(factors));
   if (model == EModel::kQuadratic && time.levels.size() < 3) {
