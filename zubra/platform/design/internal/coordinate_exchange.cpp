@@ -31,45 +31,76 @@ class Start {
         cancel_(cancel),
         stop_(stop) {}
 
-  double Run(int runs, std::mt19937_64& rng, int max_passes) {
+  // A random start improved to a local optimum, then `perturbations` rounds of iterated local
+  // search: `size` random runs are drawn anew, the passes run again, and the result is kept
+  // when it is at least as good.
+  double Run(int runs, std::mt19937_64& rng, int max_passes, int perturbations, int size) {
     const auto factors = static_cast<int>(levels_.size());
     points_ = NCDataMatrix<float>(runs, factors);
-    std::vector<float> point(static_cast<std::size_t>(factors));
-    for (int r = 0; r < runs; ++r) {
-      bool found = false;
-      for (int draw = 0; draw < kDraws && !found; ++draw) {
-        for (int k = 0; k < factors; ++k) {
-          const auto& values = levels_[static_cast<std::size_t>(k)];
-          point[static_cast<std::size_t>(k)] =
-              values[std::uniform_int_distribution<std::size_t>(0, values.size() - 1)(rng)];
-        }
-        found = !excluded_(point);
-      }
-      if (!found) {
-        throw Exception(ExceptionMessage::translate("No admitted run was found among {} random "
-                                                    "points of the region.") %
-                        kDraws);
-      }
-      for (int k = 0; k < factors; ++k) points_(r, k) = point[static_cast<std::size_t>(k)];
-      const Eigen::RowVectorXd row = expand_(point);
-      if (rows_.size() == 0) rows_.resize(runs, row.size());
-      rows_.row(r) = row;
-    }
+    for (int r = 0; r < runs; ++r) Draw(r, rng);
     Refresh();
-    for (int pass = 0; pass < max_passes; ++pass) {
-      bool improved = false;
-      for (int r = 0; r < runs; ++r) {
-        for (int k = 0; k < factors; ++k) improved = Improve(r, k, point) || improved;
-      }
+    Local(max_passes);
+    double value = LogDet();
+    size = std::min(size, runs);
+    for (int round = 0; round < perturbations && size > 0; ++round) {
+      const NCDataMatrix<float> saved_points = points_;
+      const Eigen::MatrixXd saved_rows = rows_;
+      std::uniform_int_distribution<int> position(0, runs - 1);
+      for (int k = 0; k < size; ++k) Draw(position(rng), rng);
       Refresh();
-      if (!improved) break;
+      Local(max_passes);
+      const double next = LogDet();
+      if (next >= value) {
+        value = next;
+      } else {
+        points_ = saved_points;
+        rows_ = saved_rows;
+      }
     }
-    return LogDet();
+    return value;
   }
 
   [[nodiscard]] const NCDataMatrix<float>& GetPoints() const { return points_; }
 
  private:
+  // Gives run r random admitted values.
+  void Draw(int r, std::mt19937_64& rng) {
+    const auto factors = static_cast<int>(levels_.size());
+    std::vector<float> point(static_cast<std::size_t>(factors));
+    bool found = false;
+    for (int draw = 0; draw < kDraws && !found; ++draw) {
+      for (int k = 0; k < factors; ++k) {
+        const auto& values = levels_[static_cast<std::size_t>(k)];
+        point[static_cast<std::size_t>(k)] =
+            values[std::uniform_int_distribution<std::size_t>(0, values.size() - 1)(rng)];
+      }
+      found = !excluded_(point);
+    }
+    if (!found) {
+      throw Exception(ExceptionMessage::translate("No admitted run was found among {} random "
+                                                  "points of the region.") %
+                      kDraws);
+    }
+    for (int k = 0; k < factors; ++k) points_(r, k) = point[static_cast<std::size_t>(k)];
+    const Eigen::RowVectorXd row = expand_(point);
+    if (rows_.size() == 0) rows_.resize(points_.GetRows(), row.size());
+    rows_.row(r) = row;
+  }
+
+  // Passes over every coordinate of every run until none improves det(M).
+  void Local(int max_passes) {
+    const auto factors = static_cast<int>(levels_.size());
+    std::vector<float> point(static_cast<std::size_t>(factors));
+    for (int pass = 0; pass < max_passes; ++pass) {
+      bool improved = false;
+      for (int r = 0; r < points_.GetRows(); ++r) {
+        for (int k = 0; k < factors; ++k) improved = Improve(r, k, point) || improved;
+      }
+      Refresh();
+      if (!improved) break;
+    }
+  }
+
   // Tries every value of factor k in run r and keeps the best change that raises det(M).
   bool Improve(int r, int k, std::vector<float>& point) {
     if (IsFlagSet(cancel_) || stop_) throw CancelException();
@@ -140,6 +171,20 @@ struct StartResult {
 
 }  // namespace
 
+CoordinateExchange::Options CoordinateExchange::Effort(
+    int runs, const std::vector<std::vector<float>>& levels, int columns) {
+  double changes = 0.0;  // value changes tried per run and pass
+  for (const auto& values : levels) changes += static_cast<double>(values.size()) - 1.0;
+  const double pass =
+      std::max(1.0, static_cast<double>(runs) * changes * static_cast<double>(columns) *
+                        static_cast<double>(columns));
+  Options options;
+  options.starts = 4;
+  options.perturbations = static_cast<int>(std::clamp(1.4e8 / pass, 2.0, 20.0));
+  options.perturbation_size = 4;
+  return options;
+}
+
 CoordinateExchange::Result CoordinateExchange::Search(const std::vector<std::vector<float>>& levels,
                                                       const Expander& expand,
                                                       const Exclusion& excluded,
@@ -161,7 +206,8 @@ CoordinateExchange::Result CoordinateExchange::Search(const std::vector<std::vec
         std::mt19937_64 rng(seeds);
         Start start(levels, expand, excluded, forced, cancel, stop);
         StartResult& result = results[static_cast<std::size_t>(number)];
-        result.log_det = start.Run(free_runs, rng, options.max_passes);
+        result.log_det = start.Run(free_runs, rng, options.max_passes,
+                                   std::max(0, options.perturbations), options.perturbation_size);
         result.points = start.GetPoints();
       },
       options.progress);

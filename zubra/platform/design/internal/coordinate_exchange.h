@@ -18,18 +18,22 @@ namespace zubra::internal {
 // factor of each run trying its every value, and a change is kept when it raises det(X'X)
 // (the rank-two update of replacing row f_i by f' multiplies the determinant by
 // (1 - d_i)(1 + d') + d_i'^2; M^-1 follows by two rank-one updates). Passes over all runs
-// repeat until none helps. Runs the `excluded` test refuses are never entered, so a start
-// draws its random runs among the admitted points (up to 1000 draws a run).
+// repeat until none helps; then, as in the point exchange, a few runs are drawn anew and the
+// passes repeated, the result kept when it is not worse (iterated local search). Runs the
+// `excluded` test refuses are never entered, so random runs are drawn among the admitted
+// points (up to 1000 draws a run).
 //
 // Starts are independent and seeded from the seed and their number; the best is kept (the
 // first among equals), so a seed gives the same design whatever the number of threads.
 class CoordinateExchange {
  public:
   struct Options {
-    int starts = 4;          // independent random starts
-    std::uint64_t seed = 1;  // the same seed gives the same design
-    int max_passes = 50;     // passes of one start at most
-    int threads = 1;         // threads that share the starts; 0: all hardware threads
+    int starts = 4;             // independent random starts
+    std::uint64_t seed = 1;     // the same seed gives the same design
+    int max_passes = 50;        // passes of one local search at most
+    int perturbations = 0;      // rounds of iterated local search after each start
+    int perturbation_size = 4;  // runs drawn anew in each round (at most the runs)
+    int threads = 1;            // threads that share the starts; 0: all hardware threads
     std::function<void(int, int)> progress;  // (finished starts, starts), serialized
   };
   struct Result {
@@ -41,6 +45,11 @@ class CoordinateExchange {
   using Expander = std::function<Eigen::RowVectorXd(std::span<const float>)>;
   // True for a coded run the region excludes. Called from several threads at once.
   using Exclusion = std::function<bool(std::span<const float>)>;
+
+  // The effort the design builders spend: 4 starts, each followed by up to 20 rounds of
+  // perturbation of 4 runs, fewer when one pass (runs x value changes x columns^2) is so dear
+  // that 20 rounds would take more than about 1.4e8 such operations a start (at least 2).
+  static Options Effort(int runs, const std::vector<std::vector<float>>& levels, int columns);
 
   // Runs the search for `free_runs` runs; `levels[k]` lists the coded values factor k may
   // take (at least one each); `forced` holds model rows of runs the design keeps (may have no

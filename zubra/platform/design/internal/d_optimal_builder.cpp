@@ -209,9 +209,11 @@ std::vector<unsigned> OptimalBuilder::BlockCounts(const Factors& factors,
 
 DesignBuilder::Core OptimalBuilder::BuildCore(const Factors& factors, const DesignOptions& options,
                                               int runs, unsigned blocks, const bool* cancel) const {
-  if (UsesCoordinateExchange(factors, options))
-    return BuildByCoordinates(factors, options, runs, cancel);
   const DOptimalOptions* specific = Specific(options);
+  if (UsesCoordinateExchange(factors, options) ||
+      (blocks <= 1 && PrefersCoordinateExchange(factors, options))) {
+    return BuildByCoordinates(factors, options, runs, cancel);
+  }
   const CandidateSet candidates =
       CandidateSet::Make(factors, CandidateLevels(options),
                          specific == nullptr ? nullptr : specific->GetConstraints());
@@ -309,6 +311,17 @@ bool OptimalBuilder::UsesCoordinateExchange(const Factors& factors,
   return grid > kMaxCandidateEntries / columns;
 }
 
+bool OptimalBuilder::PrefersCoordinateExchange(const Factors& factors,
+                                               const DesignOptions& options) const {
+  if (criterion_ != PointExchange::Criterion::kD || factors.IsMixture()) return false;
+  const DOptimalOptions* specific = Specific(options);
+  if (specific != nullptr && specific->GetConstraints() != nullptr &&
+      specific->GetConstraints()->GetCount() > 0) {
+    return false;
+  }
+  return CandidateSet::GridSize(factors, CandidateLevels(options)) >= kCoordinateGrid;
+}
+
 DesignBuilder::Core OptimalBuilder::BuildByCoordinates(const Factors& factors,
                                                        const DesignOptions& options, int runs,
                                                        const bool* cancel) const {
@@ -343,7 +356,8 @@ DesignBuilder::Core OptimalBuilder::BuildByCoordinates(const Factors& factors,
     return constraints->Excludes(uncoded);
   };
   const NCDataMatrix<float> forced_coded = CodedInclusions(factors, Inclusions(options));
-  CoordinateExchange::Options search;
+  CoordinateExchange::Options search = CoordinateExchange::Effort(
+      runs - forced_coded.GetRows(), levels, model.GetColumnCount(factors));
   search.seed = kSeed;
   search.threads = 0;
   if (specific != nullptr) search.progress = specific->GetProgress();

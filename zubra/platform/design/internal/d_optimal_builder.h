@@ -30,7 +30,8 @@ namespace zubra::internal {
 // effort set by the size of the problem (see PointExchange::Effort), always with the same
 // seed, so a set-up always gives the same design. When the process grid is too large to hold
 // (see kMaxCandidateEntries), the D-optimal design is found by coordinate exchange over the
-// grid values instead, in one block; the I-optimal design refuses such grids.
+// grid values instead, in one block, and so are the designs of one block over large
+// unconstrained grids (kCoordinateGrid); the I-optimal design refuses grids too large to hold.
 class OptimalBuilder : public DesignBuilder {
  public:
   static constexpr std::uint64_t kSeed = 20'260'101;
@@ -41,6 +42,9 @@ class OptimalBuilder : public DesignBuilder {
   // The largest model (in model columns) an optimal design is searched for: beyond it a
   // search would take hours.
   static constexpr int kMaxColumns = 300;
+  // The unconstrained process grids from this many points up are searched by coordinate
+  // exchange when the design has one block.
+  static constexpr std::size_t kCoordinateGrid = 20'000;
 
   explicit OptimalBuilder(PointExchange::Criterion criterion) : criterion_(criterion) {}
 
@@ -79,6 +83,13 @@ class OptimalBuilder : public DesignBuilder {
   // mixture factors, whose candidates are few.
   [[nodiscard]] bool UsesCoordinateExchange(const Factors& factors,
                                             const DesignOptions& options) const;
+  // True when the D-optimal design of one block over an unconstrained process grid of at
+  // least kCoordinateGrid points is better found by coordinate exchange: on such grids it
+  // reaches higher determinants in less time than the point exchange (on the 3^10 grid for the
+  // quadratic model, 80 runs: D 0.5186 in 1.5 s against 0.5171 in 6 s on one core). With
+  // constraints the point exchange keeps the cut corners the grid lacks.
+  [[nodiscard]] bool PrefersCoordinateExchange(const Factors& factors,
+                                               const DesignOptions& options) const;
   // The design by coordinate exchange over the grid values (one block).
   Core BuildByCoordinates(const Factors& factors, const DesignOptions& options, int runs,
                           const bool* cancel) const;
