@@ -1,7 +1,8 @@
 // The optimal-design search on the reference problems: time and the D value reached.
 //
-// Each scenario is a candidate set, a model and a run count. The search runs with the effort
-// the design builders give it (PointExchange::Effort) and a different seed in every run, on
+// Each scenario is a candidate set, a model and a run count. The search (point exchange, or
+// coordinate exchange for the "c" scenarios) runs with the effort the design builders give it
+// (PointExchange::Effort, CoordinateExchange::Effort) and a different seed in every run, on
 // one thread and on all hardware threads. The quality is D = det(X'X)^(1/p) / N with the model
 // in coded units -1..+1 for process factors and in proportions (Scheffe form) for mixtures.
 //
@@ -19,6 +20,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <functional>
+#include <span>
 #include <string>
 #include <thread>
 #include <vector>
@@ -26,11 +28,13 @@
 #include "zubra/platform/design/candidate_set.h"
 #include "zubra/platform/design/design_model.h"
 #include "zubra/platform/design/factors.h"
+#include "zubra/platform/design/internal/coordinate_exchange.h"
 #include "zubra/platform/design/internal/point_exchange.h"
 
 namespace zubra {
 namespace {
 
+using internal::CoordinateExchange;
 using internal::PointExchange;
 
 // One reference problem: the model rows of the candidates as the search sees them, the same
@@ -41,6 +45,10 @@ struct Scenario {
   Eigen::MatrixXd search;
   Eigen::MatrixXd judge;
   int runs = 0;
+  // Searched by coordinate exchange over 3 levels a factor instead: the process factors and
+  // their model (search and judge are then unused).
+  Factors factors;
+  DesignModel model;
 };
 
 Factors Process(int k, bool two_level) {
@@ -60,7 +68,14 @@ Scenario ProcessScenario(std::string id, std::string text, int k, bool two_level
   const CandidateSet set = CandidateSet::Make(factors, 3, nullptr);
   const Eigen::MatrixXd f =
       DesignModel::Make(factors, model, EModel::kNone).Expand(factors, set.GetCoded());
-  return {std::move(id), std::move(text), f, f, runs};
+  return {std::move(id), std::move(text), f, f, runs, {}, {}};
+}
+
+// The coordinate-exchange form of a process scenario.
+Scenario ByCoordinates(std::string id, std::string text, int k, EModel::Type model, int runs) {
+  Scenario scenario{std::move(id), std::move(text), {}, {}, runs, Process(k, false), {}};
+  scenario.model = DesignModel::Make(scenario.factors, model, EModel::kNone);
+  return scenario;
 }
 
 // Mixture components 0.1..0.6 (sum 1) and, for the process-mixture case, process factors
@@ -82,8 +97,13 @@ Scenario MixtureScenario(std::string id, std::string text, int process, int comp
   for (int r = 0; r < proportions.GetRows(); ++r) {
     for (int c = process; c < process + components; ++c) proportions(r, c) = set.GetUncoded()(r, c);
   }
-  return {std::move(id), std::move(text), model.Expand(factors, set.GetCoded()),
-          model.Expand(factors, proportions), runs};
+  return {std::move(id),
+          std::move(text),
+          model.Expand(factors, set.GetCoded()),
+          model.Expand(factors, proportions),
+          runs,
+          {},
+          {}};
 }
 
 const std::vector<Scenario>& Scenarios() {
@@ -97,6 +117,8 @@ const std::vector<Scenario>& Scenarios() {
                                    EModel::kQuadratic, 40));
     list.push_back(ProcessScenario("S3", "10 factors, quadratic (66), 80 runs", 10, false,
                                    EModel::kQuadratic, 80));
+    list.push_back(ByCoordinates("S3c", "S3 by coordinate exchange", 10, EModel::kQuadratic, 80));
+    list.push_back(ByCoordinates("S2c", "S2 by coordinate exchange", 6, EModel::kQuadratic, 40));
     list.push_back(MixtureScenario("S4q", "4 components 0.1..0.6, quadratic (10), 20 runs", 0, 4,
                                    EModel::kQuadratic, 20));
     list.push_back(MixtureScenario("S4c", "4 components 0.1..0.6, special cubic (14), 20 runs", 0,
@@ -119,7 +141,35 @@ struct Outcome {
   int starts = 0;
 };
 
+double DOf(const Eigen::MatrixXd& x) {
+  const Eigen::LLT<Eigen::MatrixXd> llt(x.transpose() * x);
+  const double log_det = 2.0 * llt.matrixLLT().diagonal().array().log().sum();
+  return std::exp(log_det / static_cast<double>(x.cols())) / static_cast<double>(x.rows());
+}
+
+Outcome RunCoordinates(const Scenario& scenario, std::uint64_t seed, int threads) {
+  const int k = scenario.factors.GetCount();
+  const std::vector<std::vector<float>> levels(static_cast<std::size_t>(k), {-1.0F, 0.0F, 1.0F});
+  const int columns = scenario.model.GetColumnCount(scenario.factors);
+  const CoordinateExchange::Expander expand = [&](std::span<const float> point) {
+    NCDataMatrix<float> row(1, k);
+    for (int c = 0; c < k; ++c) row(0, c) = point[static_cast<std::size_t>(c)];
+    return Eigen::RowVectorXd(scenario.model.Expand(scenario.factors, row).row(0));
+  };
+  CoordinateExchange::Options options = CoordinateExchange::Effort(scenario.runs, levels, columns);
+  options.seed = seed;
+  options.threads = threads;
+  const auto begin = std::chrono::steady_clock::now();
+  const CoordinateExchange::Result result = CoordinateExchange::Search(
+      levels, expand, [](std::span<const float>) { return false; }, Eigen::MatrixXd(0, columns),
+      scenario.runs, options);
+  const double seconds =
+      std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
+  return {seconds, DOf(scenario.model.Expand(scenario.factors, result.coded)), options.starts};
+}
+
 Outcome RunOnce(const Scenario& scenario, std::uint64_t seed, int threads) {
+  if (scenario.factors.GetCount() > 0) return RunCoordinates(scenario, seed, threads);
   PointExchange::Options options =
       PointExchange::Effort(scenario.search.rows(), scenario.search.cols(), scenario.runs);
   options.seed = seed;
@@ -133,10 +183,7 @@ Outcome RunOnce(const Scenario& scenario, std::uint64_t seed, int threads) {
   for (int r = 0; r < scenario.runs; ++r) {
     x.row(r) = scenario.judge.row(result.rows[static_cast<std::size_t>(r)]);
   }
-  const Eigen::LLT<Eigen::MatrixXd> llt(x.transpose() * x);
-  const double log_det = 2.0 * llt.matrixLLT().diagonal().array().log().sum();
-  const auto p = static_cast<double>(x.cols());
-  return {seconds, std::exp(log_det / p) / scenario.runs, options.starts};
+  return {seconds, DOf(x), options.starts};
 }
 
 void BM_Optimal(benchmark::State& state, std::size_t index, int threads) {
