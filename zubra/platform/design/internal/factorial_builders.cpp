@@ -149,6 +149,20 @@ DesignBuilder::Core FractionalFactorialBuilder::BuildCore(const Factors& factors
   return core;
 }
 
+int RechtschaffnerResVBuilder::FillRows(NCDataMatrix<float>& coded, int k) {
+  for (int j = 0; j < k; ++j) coded(0, j) = -1.0F;  // all factors low
+  int row = 1;
+  for (int i = 0; i < k; ++i, ++row) {
+    for (int j = 0; j < k; ++j) coded(row, j) = j == i ? -1.0F : 1.0F;
+  }
+  for (int i = 0; i < k; ++i) {
+    for (int j = i + 1; j < k; ++j, ++row) {
+      for (int c = 0; c < k; ++c) coded(row, c) = c == i || c == j ? 1.0F : -1.0F;
+    }
+  }
+  return row;
+}
+
 std::vector<int> RechtschaffnerResVBuilder::CandidateRuns(const Factors& factors,
                                                           const DesignOptions& /*options*/) const {
   const int k = factors.GetCount();
@@ -159,19 +173,9 @@ DesignBuilder::Core RechtschaffnerResVBuilder::BuildCore(const Factors& factors,
                                                          const DesignOptions& /*options*/, int runs,
                                                          unsigned /*blocks*/,
                                                          const bool* /*cancel*/) const {
-  const int k = factors.GetCount();
   Core core;
-  core.coded = NCDataMatrix<float>(runs, k, -1.0F);
-  int row = 1;  // row 0: all factors low
-  for (int i = 0; i < k; ++i, ++row) {
-    for (int j = 0; j < k; ++j) core.coded(row, j) = j == i ? -1.0F : 1.0F;
-  }
-  for (int i = 0; i < k; ++i) {
-    for (int j = i + 1; j < k; ++j, ++row) {
-      core.coded(row, i) = 1.0F;
-      core.coded(row, j) = 1.0F;
-    }
-  }
+  core.coded = NCDataMatrix<float>(runs, factors.GetCount());
+  FillRows(core.coded, factors.GetCount());
   core.two_level = true;
   return core;
 }

@@ -96,6 +96,10 @@ class RechtschaffnerResVBuilder final : public TwoLevelBuilder {
   [[nodiscard]] std::string GetName() const override { return "Rechtschaffner Res V"; }
   [[nodiscard]] std::int8_t GetRank() const override { return 35; }
 
+  // Writes the 1 + k + k(k-1)/2 rows of the design in k factors into the first rows of
+  // `coded` (at least that many rows, k columns) and returns the number of rows written.
+  static int FillRows(NCDataMatrix<float>& coded, int k);
+
  protected:
   [[nodiscard]] std::vector<int> CandidateRuns(const Factors& factors,
                                                const DesignOptions& options) const override;

@@ -7,6 +7,7 @@
 #include <optional>
 #include <utility>
 
+#include "zubra/platform/design/internal/factorial_builders.h"
 #include "zubra/platform/util/exception.h"
 
 namespace zubra::internal {
@@ -294,17 +295,10 @@ DesignBuilder::Core RechtschaffnerBuilder::BuildCore(const Factors& factors,
                                                      const bool* /*cancel*/) const {
   const int k = factors.GetCount();
   Core core;
-  core.coded = NCDataMatrix<float>(runs, k, -1.0F);
-  int row = 1;  // row 0: all factors low
-  for (int i = 0; i < k; ++i, ++row) {
-    for (int j = 0; j < k; ++j) core.coded(row, j) = j == i ? -1.0F : 1.0F;
-  }
-  for (int i = 0; i < k; ++i) {
-    for (int j = i + 1; j < k; ++j, ++row) {
-      core.coded(row, i) = 1.0F;
-      core.coded(row, j) = 1.0F;
-    }
-  }
+  core.coded = NCDataMatrix<float>(runs, k);
+  // The two-level saturated design for the interaction model, then each factor high with the
+  // others at their centre.
+  int row = RechtschaffnerResVBuilder::FillRows(core.coded, k);
   for (int i = 0; i < k; ++i, ++row) {
     for (int j = 0; j < k; ++j) core.coded(row, j) = j == i ? 1.0F : 0.0F;
   }
