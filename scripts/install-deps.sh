@@ -8,7 +8,7 @@ packages=(
   build-essential cmake ninja-build pkg-config git locales
   nlohmann-json3-dev libtinyxml2-dev libsimpleini-dev libicu-dev
   libboost-dev libfmt-dev libeigen3-dev
-  libgtest-dev libgmock-dev libbenchmark-dev libcli11-dev
+  libgtest-dev libgmock-dev libbenchmark-dev libcli11-dev ccache
 )
 
 missing=()
