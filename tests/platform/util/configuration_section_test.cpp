@@ -152,15 +152,18 @@ TYPED_TEST(SectionContract, EditsKeepTheOrderOfKeysAndChildrenAndRefuseNulCharac
   EXPECT_TRUE(root.CreateChild("Drop").GetKeys().empty());  // a new child starts empty
 }
 
-TYPED_TEST(SectionContract, IndexedChildrenCountToTheLargestIndex) {
+TYPED_TEST(SectionContract, IndexedChildrenListTheIndexesInUseAndCountToTheLargest) {
   TypeParam root;
   ConfigurationSection& list = root.CreateChild("TermInfo");
-  for (int index : {1, 3, 10}) list.CreateChild("Term", index).WriteInt("Num", index);
+  for (int index : {10, 1, 3}) list.CreateChild("Term", index).WriteInt("Num", index);
+  list.CreateChild("Terms", 2);
   EXPECT_EQ(list.CountChildren("Ter"), 0);
+  EXPECT_TRUE(list.GetChildIndexes("Ter").empty());
 
   const auto loaded = Reload(root);
   const ConfigurationSection* terms = loaded->OpenChild("TermInfo");
   ASSERT_NE(terms, nullptr);
+  EXPECT_EQ(terms->GetChildIndexes("Term"), (std::vector<int>{1, 3, 10}));
   ASSERT_EQ(terms->CountChildren("Term"), 10);
   for (int index = 1; index <= 10; ++index) {
     const ConfigurationSection* term = terms->OpenChild("Term", index);

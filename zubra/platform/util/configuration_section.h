@@ -20,8 +20,9 @@ namespace zubra {
 // CreateChild throw Exception for one and change nothing.
 //
 // Indexed children ("Term" number 1, 2, ...) are children whose name is paired with a
-// positive number; CountChildren(name) gives the largest number in use, so a reader walks
-// 1..CountChildren(name) and skips the numbers that are absent.
+// positive number. A reader walks the numbers in use, GetChildIndexes(name), in ascending
+// order; CountChildren(name) gives only the largest number in use, which a hostile file can
+// make huge with a single child, so it is never a loop bound.
 //
 // Every Read* leaves `value` unchanged and returns false when the key is absent. A present
 // key whose text does not convert throws Exception with the message
@@ -100,6 +101,8 @@ class ConfigurationSection {
   virtual bool RemoveChild(std::string_view name, int index) = 0;
   // The largest index among the indexed children of that name; 0 when there are none.
   [[nodiscard]] virtual int CountChildren(std::string_view name) const = 0;
+  // The indexes in use among the indexed children of that name, ascending, each once.
+  [[nodiscard]] virtual std::vector<int> GetChildIndexes(std::string_view name) const = 0;
 };
 
 }  // namespace zubra

@@ -416,6 +416,16 @@ int IniFileSection::CountChildren(std::string_view name) const {
   return count;
 }
 
+std::vector<int> IniFileSection::GetChildIndexes(std::string_view name) const {
+  std::vector<int> indexes;
+  for (const std::unique_ptr<IniFileSection>& section : root_->sections_) {
+    if (const int index = IndexAfter(section->name_, name); index > 0) indexes.push_back(index);
+  }
+  std::sort(indexes.begin(), indexes.end());
+  indexes.erase(std::unique(indexes.begin(), indexes.end()), indexes.end());
+  return indexes;
+}
+
 std::unique_ptr<IniFileSection> IniFileFactory::Open(const std::string& path) {
   const std::optional<std::string> text = ReadFileIfExists(path);
   if (!text) return std::make_unique<IniFileSection>();

@@ -99,6 +99,7 @@ class IniFileSection final : public ConfigurationSection {
   ConfigurationSection& CreateChild(std::string_view name, int index) override;
   bool RemoveChild(std::string_view name, int index) override;
   [[nodiscard]] int CountChildren(std::string_view name) const override;
+  [[nodiscard]] std::vector<int> GetChildIndexes(std::string_view name) const override;
 
  private:
   // Reads and prints INI text; defined with the INI library in the source file.

@@ -435,4 +435,14 @@ int TinyXML2Section::CountChildren(std::string_view name) const {
   return count;
 }
 
+std::vector<int> TinyXML2Section::GetChildIndexes(std::string_view name) const {
+  std::vector<int> indexes;
+  for (const std::unique_ptr<TinyXML2Section>& child : children_) {
+    if (child->index_ > 0 && child->name_ == name) indexes.push_back(child->index_);
+  }
+  std::sort(indexes.begin(), indexes.end());
+  indexes.erase(std::unique(indexes.begin(), indexes.end()), indexes.end());
+  return indexes;
+}
+
 }  // namespace zubra

@@ -107,6 +107,7 @@ class TinyXML2Section final : public ConfigurationSection {
   ConfigurationSection& CreateChild(std::string_view name, int index) override;
   bool RemoveChild(std::string_view name, int index) override;
   [[nodiscard]] int CountChildren(std::string_view name) const override;
+  [[nodiscard]] std::vector<int> GetChildIndexes(std::string_view name) const override;
 
  private:
   // Reads and prints documents; defined with the XML library in the source file.
