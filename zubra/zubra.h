@@ -2,6 +2,7 @@
 #pragma once
 
 #include <zubra/model/read_inclusions.h>
+#include <zubra/model/term_info.h>
 #include <zubra/platform/base/c_alpha_lev.h>
 #include <zubra/platform/base/c_coeff.h>
 #include <zubra/platform/base/c_coeff_list.h>
