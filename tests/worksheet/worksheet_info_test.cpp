@@ -381,23 +381,68 @@ TEST_F(WorksheetTest, TextAndJsonFormsRoundTrip) {
   std::filesystem::remove(path);
 }
 
+TEST_F(WorksheetTest, ReadingKeepsTheNumberIndexForRowsInAnyOrder) {
+  const std::string file =
+      "ExpNo\tExpName\tRunOrder\tInOut\tYield\tTemp\n"
+      "5\tFive\t3\tIn\t\t12\n9\tNine\t1\tOut\t2.5\t\n2\t\t2\tIn\t1e3\t15\n";
+  struct Row {
+    const char* name;
+    void (*read)(WorksheetInfo& sheet, const std::string& text);
+  };
+  const Row rows[] = {
+      {"text",
+       [](WorksheetInfo& sheet, const std::string& text) { ASSERT_TRUE(sheet.FromText(text)); }},
+      {"json",
+       [](WorksheetInfo& sheet, const std::string& text) {
+         WorksheetInfo source(sheet);
+         ASSERT_TRUE(source.FromText(text));
+         sheet.FromJson(ParseJson(DumpJson(source.ToJson())));
+       }},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.name);
+    WorksheetInfo sheet = Sheet(4);
+    row.read(sheet, file);
+    ASSERT_EQ(sheet.GetExperimentCount(), 3);
+    EXPECT_EQ(sheet.ToText(),
+              "ExpNo\tExpName\tRunOrder\tInOut\tTemp\tCat\tYield\n"
+              "5\tFive\t3\tIn\t12\t\t\n9\tNine\t1\tOut\t\t\t2.5\n2\t\t2\tIn\t15\t\t1000\n");
+    EXPECT_EQ(sheet.GetPosition(5) * 100 + sheet.GetPosition(9) * 10 + sheet.GetPosition(2), 123);
+    EXPECT_EQ(sheet.GetRunKind(3), "");
+    EXPECT_EQ(sheet.AddExperiment()->ExpNo(), 10);
+    ASSERT_TRUE(sheet.InsertExperiment(std::make_unique<Experiment>(7, 3, false), 2));
+    EXPECT_FALSE(sheet.InsertExperiment(std::make_unique<Experiment>(2, 3, false), 1));
+    std::string positions;
+    for (const int number : {5, 7, 9, 2, 10})
+      positions += std::to_string(sheet.GetPosition(number));
+    EXPECT_EQ(positions, "12345");
+  }
+}
+
 TEST_F(WorksheetTest, BadStoredFormsChangeNothing) {
   struct Row {
     const char* name;
     std::string text;
+    const char* message;
   };
+  const std::string head = "ExpNo\tExpName\tRunOrder\tInOut\n";
   const Row rows[] = {
-      {"empty file", ""},
-      {"no ExpNo column", "ExpName\tRunOrder\tInOut\tTemp\nN1\t1\tIn\t3\n"},
-      {"bad run order", "ExpNo\tExpName\tRunOrder\tInOut\tTemp\n1\tN1\tx\tIn\t3\n"},
-      {"repeated number", "ExpNo\tExpName\tRunOrder\tInOut\n1\tN1\t1\tIn\n1\tN1\t2\tIn\n"},
+      {"empty file", "", "The worksheet file is empty."},
+      {"no ExpNo column", "ExpName\tRunOrder\tInOut\tTemp\nN1\t1\tIn\t3\n",
+       "The worksheet file has no ExpNo column."},
+      {"bad run order", "ExpNo\tExpName\tRunOrder\tInOut\tTemp\n1\tN1\tx\tIn\t3\n",
+       "Line 2 of the worksheet file cannot be read."},
+      {"repeated number", head + "1\tN1\t1\tIn\n\n2\tN2\t1\tIn\n1\tN1\t2\tIn\n",
+       "Experiment number 1 is repeated or invalid."},
+      {"number 0", head + "3\tN3\t1\tIn\n0\tN0\t1\tIn\n",
+       "Experiment number 0 is repeated or invalid."},
   };
   for (const Row& row : rows) {
     SCOPED_TRACE(row.name);
     WorksheetInfo sheet = Sheet(2);
     std::string message;
     EXPECT_FALSE(sheet.FromText(row.text, &message));
-    EXPECT_FALSE(message.empty());
+    EXPECT_EQ(message, row.message);
     EXPECT_EQ(sheet.GetExperimentCount(), 2);
   }
   WorksheetInfo sheet = Sheet(2);
@@ -406,6 +451,7 @@ TEST_F(WorksheetTest, BadStoredFormsChangeNothing) {
       R"({"rows": []})",
       R"({"columns": ["ExpNo"], "rows": [[1.5]]})",
       R"({"columns": ["ExpNo"], "rows": [[1], [1]]})",
+      R"({"columns": ["ExpNo"], "rows": [[3], [0]]})",
       R"({"columns": ["ExpName"], "rows": []})",
   };
   for (const char* text : bad_json) {

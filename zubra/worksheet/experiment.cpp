@@ -55,48 +55,68 @@ bool Experiment::Read(std::istream& in, char separator,
   if (!std::getline(in, line)) return false;
   if (!line.empty() && line.back() == '\r') line.pop_back();
   const std::vector<std::string> tokens = KtStdString::Split(line, separator);
+  const std::optional<std::size_t> first_cell = ReadFixedFields(tokens, columns);
+  if (!first_cell) return false;
+  ReadTokens(tokens, *first_cell);
+  return true;
+}
 
-  Experiment read = *this;
+std::optional<std::size_t> Experiment::ReadFixedFields(
+    const std::vector<std::string>& tokens, const std::vector<WorksheetColumns>& columns) {
+  // Everything is judged before anything is stored; the texts are copied only then.
+  int exp_no = exp_no_;
+  int run_order = run_order_;
+  InOutType in_out = in_out_;
+  bool use_mol_name = use_mol_name_;
+  const std::string* combination_id = nullptr;
+  const std::string* exp_name = nullptr;
+  const std::string* mol_name = nullptr;
+  static const std::string kNoToken;
   std::size_t next = 0;
   for (const WorksheetColumns column : columns) {
-    const std::string token = next < tokens.size() ? tokens[next] : std::string();
+    const std::string& token = next < tokens.size() ? tokens[next] : kNoToken;
     ++next;
     switch (column) {
       case kExpNo: {
         const std::optional<int> number = KtString::ToInt(token);
-        if (!number) return false;
-        read.exp_no_ = *number;
+        if (!number) return std::nullopt;
+        exp_no = *number;
         break;
       }
       case kCombinationID:
-        read.combination_id_ = token;
+        combination_id = &token;
         break;
       case kExpName:
-        read.exp_name_ = token;
+        exp_name = &token;
         break;
       case kMoleculeNames:
-        read.mol_name_ = token;
-        read.use_mol_name_ = true;
+        mol_name = &token;
+        use_mol_name = true;
         break;
       case kRunOrder: {
         const std::optional<int> number = KtString::ToInt(token);
-        if (!number) return false;
-        read.run_order_ = *number;
+        if (!number) return std::nullopt;
+        run_order = *number;
         break;
       }
       case kInOut:
         if (KtStdString::EqualsNoCase(token, "In")) {
-          read.in_out_ = kIn;
+          in_out = kIn;
         } else if (KtStdString::EqualsNoCase(token, "Out")) {
-          read.in_out_ = kOut;
+          in_out = kOut;
         }
         break;
     }
     if (column == kInOut) break;
   }
-  read.ReadTokens(tokens, std::min(next, tokens.size()));
-  *this = std::move(read);
-  return true;
+  exp_no_ = exp_no;
+  run_order_ = run_order;
+  in_out_ = in_out;
+  use_mol_name_ = use_mol_name;
+  if (combination_id != nullptr) combination_id_ = *combination_id;
+  if (exp_name != nullptr) exp_name_ = *exp_name;
+  if (mol_name != nullptr) mol_name_ = *mol_name;
+  return std::min(next, tokens.size());
 }
 
 void Experiment::Write(std::ostream& out, char separator) const {
@@ -118,7 +138,15 @@ void Experiment::FromJson(const json_value& row, const std::vector<WorksheetColu
         ExceptionMessage::translate("Parse error: a worksheet row has {} elements, {} expected.") %
         row.size() % columns.size());
   }
-  Experiment read = *this;
+  // Every fixed column is judged before anything is stored, so that a refused row leaves the
+  // experiment as it was without copying it first.
+  int exp_no = exp_no_;
+  int run_order = run_order_;
+  InOutType in_out = in_out_;
+  bool use_mol_name = use_mol_name_;
+  const std::string* combination_id = nullptr;
+  const std::string* exp_name = nullptr;
+  const std::string* mol_name = nullptr;
   for (std::size_t k = 0; k < columns.size(); ++k) {
     const json_value& element = row[k];
     const WorksheetColumns column = columns[k];
@@ -132,7 +160,7 @@ void Experiment::FromJson(const json_value& row, const std::vector<WorksheetColu
         throw Exception(
             ExceptionMessage::translate("Parse error: experiment number must be an int."));
       }
-      read.exp_no_ = static_cast<int>(element.get<std::int64_t>());
+      exp_no = static_cast<int>(element.get<std::int64_t>());
     } else if (column == kRunOrder) {
       if (!IsNumber(element)) {
         throw Exception(ExceptionMessage::translate("Parse error: Run order must be an int."));
@@ -141,7 +169,7 @@ void Experiment::FromJson(const json_value& row, const std::vector<WorksheetColu
       if (!(value > -2147483648.0 && value < 2147483648.0)) {
         throw Exception(ExceptionMessage::translate("Parse error: Run order must be an int."));
       }
-      read.run_order_ = static_cast<int>(value);
+      run_order = static_cast<int>(value);
     } else {
       if (!element.is_string()) {
         throw Exception(ExceptionMessage::translate("Parse error: column {} must be a string.") %
@@ -150,34 +178,40 @@ void Experiment::FromJson(const json_value& row, const std::vector<WorksheetColu
       const auto& text = element.get_ref<const std::string&>();
       switch (column) {
         case kCombinationID:
-          read.combination_id_ = text;
+          combination_id = &text;
           break;
         case kExpName:
-          read.exp_name_ = text;
+          exp_name = &text;
           break;
         case kMoleculeNames:
-          read.mol_name_ = text;
-          read.use_mol_name_ = true;
+          mol_name = &text;
+          use_mol_name = true;
           break;
         case kInOut:
-          read.in_out_ = text.starts_with("In") ? kIn : kOut;
+          in_out = text.starts_with("In") ? kIn : kOut;
           break;
         default:
           break;
       }
     }
   }
+  exp_no_ = exp_no;
+  run_order_ = run_order;
+  in_out_ = in_out;
+  use_mol_name_ = use_mol_name;
+  if (combination_id != nullptr) combination_id_ = *combination_id;
+  if (exp_name != nullptr) exp_name_ = *exp_name;
+  if (mol_name != nullptr) mol_name_ = *mol_name;
   for (std::size_t j = 0; columns.size() + j < row.size() && j < value_index.size(); ++j) {
     const int index = value_index[j];
-    if (index < 0 || index >= read.GetNumValues()) continue;
+    if (index < 0 || index >= GetNumValues()) continue;
     const json_value& element = row[columns.size() + j];
     if (element.is_string()) {
-      read.SetValue(index + 1, element.get_ref<const std::string&>().c_str());
+      SetValue(index + 1, element.get_ref<const std::string&>().c_str());
     } else if (element.is_number()) {
-      read.SetValue(index + 1, element.get<double>());
+      SetValue(index + 1, element.get<double>());
     }
   }
-  *this = std::move(read);
 }
 
 std::vector<Experiment::WorksheetColumns> Experiment::GetJsonColumns(bool use_mol_name) {

@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <istream>
+#include <optional>
 #include <ostream>
 #include <set>
 #include <string>
@@ -82,6 +83,11 @@ class Experiment : public Run {
   // or for a bad integer.
   virtual bool Read(std::istream& in, char separator, const std::vector<WorksheetColumns>& columns);
   bool Read(std::istream& in, char separator) override;
+  // Reads the fixed fields as Read does, from a line already split at the separator, and
+  // returns the index of the first cell token (at most tokens.size()); the cells are not
+  // touched. Nullopt, with the experiment unchanged, for a bad integer.
+  std::optional<std::size_t> ReadFixedFields(const std::vector<std::string>& tokens,
+                                             const std::vector<WorksheetColumns>& columns);
   // Writes the text row described in the class comment. No line end is written.
   void Write(std::ostream& out, char separator) const override;
 

@@ -198,10 +198,20 @@ Experiment* WorksheetInfo::AddExperiment() {
   return added;
 }
 
+bool WorksheetInfo::Append(std::unique_ptr<Experiment> experiment) {
+  if (experiment->ExpNo() < 1) return false;
+  const int position = GetExperimentCount() + 1;
+  if (!position_of_.emplace(experiment->ExpNo(), position).second) return false;
+  experiments_.push_back(std::move(experiment));
+  run_kinds_.emplace_back();
+  return true;
+}
+
 bool WorksheetInfo::InsertExperiment(std::unique_ptr<Experiment> experiment, int position) {
   if (experiment == nullptr || experiment->ExpNo() < 1) return false;
   if (position == -1) position = GetExperimentCount() + 1;
   if (position < 1 || position > GetExperimentCount() + 1) return false;
+  if (position == GetExperimentCount() + 1) return Append(std::move(experiment));
   if (GetPosition(experiment->ExpNo()) != 0) return false;
   const auto offset = static_cast<std::ptrdiff_t>(position - 1);
   experiments_.insert(experiments_.begin() + offset, std::move(experiment));
@@ -554,10 +564,19 @@ bool WorksheetInfo::FromText(std::string_view text, std::string* message) {
     if (message != nullptr) *message = std::move(why);
     return false;
   };
-  std::istringstream in{std::string(text)};
-  std::string header;
-  if (!std::getline(in, header)) return fail("The worksheet file is empty.");
-  if (!header.empty() && header.back() == '\r') header.pop_back();
+  if (text.empty()) return fail("The worksheet file is empty.");
+  // Lines end at LF; a CR before it is dropped. A last line without LF still counts.
+  std::size_t next_line = 0;
+  const auto read_line = [&text, &next_line](std::string_view& line) {
+    if (next_line >= text.size()) return false;
+    const std::size_t end = std::min(text.find('\n', next_line), text.size());
+    line = text.substr(next_line, end - next_line);
+    next_line = end + 1;
+    if (!line.empty() && line.back() == '\r') line.remove_suffix(1);
+    return true;
+  };
+  std::string_view header;
+  read_line(header);
   const std::vector<std::string> names = KtStdString::Split(header, '\t');
 
   std::vector<Experiment::WorksheetColumns> columns;
@@ -578,37 +597,33 @@ bool WorksheetInfo::FromText(std::string_view text, std::string* message) {
   std::vector<int> cell_of;
   for (; k < names.size(); ++k) cell_of.push_back(GetCellIndex(names[k]));
 
+  // Every row starts as a copy of one empty row: fixed fields at their defaults, every cell
+  // missing. A fixed field the file lacks keeps its default (an absent ExpName is empty).
+  std::unique_ptr<Experiment> empty_row = NewExperiment(0);
+  empty_row->SetExpName("");
   WorksheetInfo read(variables_, responses_);
   read.run_order_floor_ = run_order_floor_;
-  std::string line;
+  std::string_view line;
   int line_number = 1;
-  while (std::getline(in, line)) {
+  while (read_line(line)) {
     ++line_number;
-    if (KtStdString::Trim(line).empty()) continue;
-    std::istringstream line_in(line);
-    auto as_read = std::make_unique<Experiment>(0, 0, false);
-    if (!as_read->Read(line_in, '\t', columns)) {
+    if (line.find_first_not_of(" \t\n\v\f\r") == std::string_view::npos) continue;
+    const std::vector<std::string> tokens = KtStdString::Split(line, '\t');
+    auto experiment = std::make_unique<Experiment>(*empty_row);
+    const std::optional<std::size_t> first_cell = experiment->ReadFixedFields(tokens, columns);
+    if (!first_cell) {
       return fail("Line " + std::to_string(line_number) + " of the worksheet file cannot be read.");
     }
-    std::unique_ptr<Experiment> experiment = NewExperiment(as_read->ExpNo());
-    experiment->SetUseMolName(as_read->UseMolName());
-    experiment->SetExpName(as_read->ExpName());
-    experiment->SetMolName(as_read->MolName());
-    experiment->SetCombinationID(as_read->GetCombinationID());
-    experiment->SetRunOrder(as_read->RunOrder());
-    experiment->SetExcluded(as_read->GetInOut());
-    for (std::size_t c = 0; c < cell_of.size(); ++c) {
-      const int cell = cell_of[c];
-      const Run::VariableValue* value = as_read->GetCell(static_cast<int>(c + 1));
-      if (cell == 0 || value == nullptr) continue;
-      if (value->GetValueType() == Run::kText) {
-        experiment->SetValue(cell, value->GetStringValue().c_str());
-      } else if (value->GetValueType() == Run::kNumber) {
-        experiment->SetValue(cell, value->GetFloatValue());
+    // Cells of the file's variable columns go to the cells of those variables, read as
+    // Run::SetUnformattedValue reads them; columns the set lacks and absent tokens are skipped.
+    const std::size_t cells = std::min(cell_of.size(), tokens.size() - *first_cell);
+    for (std::size_t c = 0; c < cells; ++c) {
+      if (cell_of[c] != 0) {
+        experiment->SetUnformattedValue(cell_of[c], tokens[*first_cell + c].c_str());
       }
     }
     const int exp_no = experiment->ExpNo();
-    if (!read.InsertExperiment(std::move(experiment))) {
+    if (!read.Append(std::move(experiment))) {
       return fail("Experiment number " + std::to_string(exp_no) + " is repeated or invalid.");
     }
   }
@@ -700,12 +715,16 @@ void WorksheetInfo::FromJson(const json_value& json) {
     }
     read.run_order_floor_ = floor->get<int>();
   }
+  // Every row starts as a copy of one empty row (see FromText).
+  std::unique_ptr<Experiment> empty_row = NewExperiment(0);
+  empty_row->SetExpName("");
+  read.experiments_.reserve(rows->size());
+  read.run_kinds_.reserve(rows->size());
   for (const json_value& row : *rows) {
-    std::unique_ptr<Experiment> experiment = NewExperiment(0);
-    experiment->SetExpName("");
+    auto experiment = std::make_unique<Experiment>(*empty_row);
     experiment->FromJson(row, fixed, value_index);
     const int exp_no = experiment->ExpNo();
-    if (!read.InsertExperiment(std::move(experiment))) {
+    if (!read.Append(std::move(experiment))) {
       throw Exception(
           ExceptionMessage::translate("Parse error: experiment number {} is repeated or invalid.") %
           exp_no);

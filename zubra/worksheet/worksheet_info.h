@@ -102,7 +102,8 @@ class WorksheetInfo {
   Experiment* AddExperiment();
   // Inserts `experiment` before `position` (GetExperimentCount() + 1, or -1, appends).
   // Refuses (false, handing nothing back) a null experiment, a number below 1 or already
-  // present, and a position outside 1..count + 1 (other than -1).
+  // present, and a position outside 1..count + 1 (other than -1). Appending costs
+  // O(log n); inserting before the end renumbers the positions after it, O(n).
   bool InsertExperiment(std::unique_ptr<Experiment> experiment, int position = -1);
   // Removes the experiment at `position`; false when there is none.
   bool RemoveExperiment(int position);
@@ -217,6 +218,9 @@ class WorksheetInfo {
  private:
   // A new experiment numbered `exp_no` with its default name and every cell missing.
   [[nodiscard]] std::unique_ptr<Experiment> NewExperiment(int exp_no) const;
+  // Appends `experiment` with no run kind in O(log n). False, nothing changed, for a
+  // number below 1 or one already present.
+  bool Append(std::unique_ptr<Experiment> experiment);
   void Reindex();
   [[nodiscard]] int NextExpNo() const;
   [[nodiscard]] bool IsEligible(const Experiment& experiment, int position) const;
