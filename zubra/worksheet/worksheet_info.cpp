@@ -119,7 +119,8 @@ WorksheetInfo::WorksheetInfo(const WorksheetInfo& other)
       responses_(other.responses_),
       run_kinds_(other.run_kinds_),
       position_of_(other.position_of_),
-      run_order_floor_(other.run_order_floor_) {
+      run_order_floor_(other.run_order_floor_),
+      last_seed_(other.last_seed_) {
   experiments_.reserve(other.experiments_.size());
   for (const auto& experiment : other.experiments_) {
     experiments_.push_back(std::make_unique<Experiment>(*experiment));
@@ -305,11 +306,12 @@ bool WorksheetInfo::IsEligible(const Experiment& experiment, int position) const
          experiment.RunOrder() > run_order_floor_;
 }
 
-void WorksheetInfo::SetRunOrder(int first, int last, int start, bool randomize, bool flag) {
+void WorksheetInfo::SetRunOrder(int first, int last, int start, bool randomize, bool flag,
+                                std::optional<std::uint32_t> seed) {
   if (first < 1) return;
   if (last == -1) last = GetExperimentCount();
   if (first > last) {
-    if (randomize) RandomizeRunOrder(first, last, flag);
+    if (randomize) RandomizeRunOrder(first, last, flag, seed);
     return;
   }
   int counter = start == -1 ? first : start;
@@ -317,10 +319,11 @@ void WorksheetInfo::SetRunOrder(int first, int last, int start, bool randomize, 
     Experiment* experiment = GetExperiment(p);
     if (experiment != nullptr && experiment->RunOrder() == 0) experiment->SetRunOrder(counter++);
   }
-  if (randomize) RandomizeRunOrder(first, last, flag);
+  if (randomize) RandomizeRunOrder(first, last, flag, seed);
 }
 
-void WorksheetInfo::RandomizeRunOrder(int first, int last, bool flag) {
+void WorksheetInfo::RandomizeRunOrder(int first, int last, bool flag,
+                                      std::optional<std::uint32_t> seed) {
   if (first < 1) return;
   if (last == -1) last = GetExperimentCount();
   std::vector<int> numbers;
@@ -331,19 +334,25 @@ void WorksheetInfo::RandomizeRunOrder(int first, int last, bool flag) {
     numbers.push_back(experiment->ExpNo());
     run_orders.push_back(experiment->RunOrder());
   }
-  MersenneTwister generator(NewSeed());
+  // One seed for the shuffle and the block cascade, so that the recorded seed alone makes
+  // the whole order again.
+  const std::uint32_t used = seed.has_value() ? *seed : NewSeed();
+  last_seed_ = used;
+  MersenneTwister generator(used);
   Shuffle(run_orders, generator);
   for (std::size_t k = 0; k < numbers.size(); ++k) {
     if (Experiment* experiment = GetExperimentByNumber(numbers[k])) {
       experiment->SetRunOrder(run_orders[k]);
     }
   }
-  if (!RandomizeBlockedRunorder("Design set", flag) && !RandomizeBlockedRunorder("$Layer", flag)) {
-    RandomizeBlockedRunorder("$BlockV", flag);
+  if (!RandomizeBlockedRunorder("Design set", flag, used) &&
+      !RandomizeBlockedRunorder("$Layer", flag, used)) {
+    RandomizeBlockedRunorder("$BlockV", flag, used);
   }
 }
 
-bool WorksheetInfo::RandomizeBlockedRunorder(const char* factor_name, bool /*flag*/) {
+bool WorksheetInfo::RandomizeBlockedRunorder(const char* factor_name, bool /*flag*/,
+                                             std::optional<std::uint32_t> seed) {
   if (variables_ == nullptr || factor_name == nullptr) return false;
   const int cell = variables_->GetSlot(factor_name);
   if (cell == 0) return false;
@@ -363,7 +372,9 @@ bool WorksheetInfo::RandomizeBlockedRunorder(const char* factor_name, bool /*fla
                                  : std::make_pair(0, value);
     groups[key].push_back(p);
   }
-  MersenneTwister generator(NewSeed());
+  const std::uint32_t used = seed.has_value() ? *seed : NewSeed();
+  last_seed_ = used;
+  MersenneTwister generator(used);
   for (const auto& [key, positions] : groups) {
     std::vector<int> run_orders;
     run_orders.reserve(positions.size());

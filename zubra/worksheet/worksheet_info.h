@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -35,8 +36,11 @@ class Variables;
 // Run order. 0 means "none given yet". Randomization moves only the run orders of eligible
 // experiments: included, without any response value yet, and with a run order above the
 // run-order floor (0 by default: every given run order may move). Shuffles use our own
-// MT19937 so that a seed gives the same permutation on every platform; the seed is 1974
-// while GlobalOptions' fixed-seed switch is on, and a fresh random seed otherwise.
+// MT19937 and our own uniform draw, so that a seed gives the same permutation on every
+// platform. The seed is the one the caller passes; without one it is 1974 while
+// GlobalOptions' fixed-seed switch is on, and a fresh random seed otherwise. The seed of the
+// last randomization stays readable (GetLastSeed), so that a tool can print it and the same
+// run order can be made again from that number.
 //
 // Centre points. An experiment is a centre point when every controlled quantitative,
 // multilevel or time factor (at least one) holds the centre of its range; qualitative and
@@ -45,6 +49,8 @@ class Variables;
 //   WorksheetInfo sheet(&variables, &responses);
 //   sheet.CreateFromDesign(design);              // one experiment per run
 //   sheet.SetRunOrder(1, -1, -1, true, false);   // run orders 1..n, shuffled
+//   std::uint32_t seed = *sheet.GetLastSeed();    // print it with the worksheet; later,
+//   copy.RandomizeRunOrder(1, -1, false, seed);   // the same order on an equal worksheet
 class WorksheetInfo {
  public:
   // The standard 32-bit Mersenne Twister (MT19937). Ours, so that no standard library can
@@ -79,7 +85,8 @@ class WorksheetInfo {
   // Shuffles `values` forward: for i = 1..n-1, j = generator.Uniform(i + 1) and values i
   // and j are swapped. Fewer than two values draw nothing.
   static void Shuffle(std::vector<int>& values, MersenneTwister& generator);
-  // The seed of the next randomization (see Run order in the class comment).
+  // The seed of a randomization that is given none: kSeedForValidation while GlobalOptions'
+  // fixed-seed switch is on, otherwise a fresh one from the platform's random source.
   static std::uint32_t NewSeed();
 
   // The default name of a fixed column ("ExpNo", "Combination ID", "ExpName", "Molecule
@@ -138,19 +145,31 @@ class WorksheetInfo {
 
   // Gives consecutive run orders from `start` (or from `first` when start is -1) to the
   // experiments at positions first..last that have none; those with one keep it and use up
-  // no value. Then RandomizeRunOrder(first, last, flag) when `randomize`. last = -1 means
-  // the last position; first < 1 does nothing; first > last only randomizes (when asked).
-  void SetRunOrder(int first, int last, int start, bool randomize, bool flag);
+  // no value. Then RandomizeRunOrder(first, last, flag, seed) when `randomize`. last = -1
+  // means the last position; first < 1 does nothing; first > last only randomizes (when
+  // asked).
+  void SetRunOrder(int first, int last, int start, bool randomize, bool flag,
+                   std::optional<std::uint32_t> seed = std::nullopt);
   // Shuffles the run orders among the eligible experiments at positions first..last (the set
   // of run orders is kept, only their assignment moves), then applies the first block
-  // randomization that exists among "Design set", "$Layer" and "$BlockV".
-  void RandomizeRunOrder(int first, int last, bool flag);
+  // randomization that exists among "Design set", "$Layer" and "$BlockV", seeded alike.
+  // `seed` chooses the generator's seed; without it NewSeed() does (see Run order in the
+  // class comment). The seed is recorded for GetLastSeed even when nothing moves (first < 1
+  // excepted: that does nothing at all).
+  void RandomizeRunOrder(int first, int last, bool flag,
+                         std::optional<std::uint32_t> seed = std::nullopt);
   // Shuffles the run orders of the eligible experiments of the whole worksheet within the
   // groups of experiments that share a setting of the factor `factor_name` (a qualitative
   // factor by setting index, any other by the cell's value). Groups are visited in order of
-  // their setting (or value) and share one generator; each group is shuffled as
-  // RandomizeRunOrder shuffles. False when no variable has that name. `flag` has no effect.
-  bool RandomizeBlockedRunorder(const char* factor_name, bool flag);
+  // their setting (or value) and share one generator, seeded by `seed` or NewSeed(); each
+  // group is shuffled as RandomizeRunOrder shuffles. False, nothing changed and no seed
+  // recorded, when no variable has that name. `flag` has no effect.
+  bool RandomizeBlockedRunorder(const char* factor_name, bool flag,
+                                std::optional<std::uint32_t> seed = std::nullopt);
+  // The seed of the last randomization of this worksheet (RandomizeRunOrder, or
+  // RandomizeBlockedRunorder called on its own); nullopt before the first one. Copies keep
+  // it; the stored forms do not hold it, and reading one (FromText, FromJson) clears it.
+  [[nodiscard]] std::optional<std::uint32_t> GetLastSeed() const { return last_seed_; }
 
   // True when any experiment is a centre point (see the class comment).
   [[nodiscard]] bool HasCenterPoint() const;
@@ -233,6 +252,7 @@ class WorksheetInfo {
   std::vector<std::string> run_kinds_;  // parallel to experiments_
   std::map<int, int> position_of_;      // experiment number -> 1-based position
   int run_order_floor_ = 0;
+  std::optional<std::uint32_t> last_seed_;
 };
 
 }  // namespace zubra
