@@ -494,9 +494,11 @@ bool ConstraintsInfo::Read(const char* path) {
   std::string_view text = content;
   if (text.starts_with(kUtf8ByteOrderMark)) text.remove_prefix(kUtf8ByteOrderMark.size());
 
+  // The header is the first line, even when it is blank (a blank header names no operator
+  // or limit column, so the file is refused); blank lines after it are skipped.
   std::vector<std::string_view> lines = SplitLines(text);
-  std::erase_if(lines, IsBlank);
   if (lines.empty()) return false;
+  lines.erase(std::remove_if(lines.begin() + 1, lines.end(), IsBlank), lines.end());
 
   std::vector<std::string> header;
   for (const std::string& cell : KtStdString::Split(lines.front(), '\t')) {

@@ -228,7 +228,8 @@ class ConstraintsInfo {
   // written, for a null path or when a value name holds a tab or a line break.
   bool Write(const char* path) const;
   // Replaces the constraints by those of the tab-separated text file at `path`.
-  // The header is the first line that is not blank; its cells are trimmed and compared
+  // The header is the first line, blank or not (a blank one names neither column below, so
+  // such a file is refused); its cells are trimmed and compared
   // without regard to ASCII case with "Operator" (the operator column) and with "Limits" or
   // "Limit" (the limit column; when a name repeats, the last column counts); every other cell
   // goes through GetIndex, and columns that name no value are ignored. Each further line that
