@@ -227,10 +227,12 @@ TEST(ResponseEx, RenumberingKeepsReferencesOnTheSameVariables) {
 TEST(ResponseEx, ReleasedDefinitionIsStillUsedThroughItsPointer) {
   ResponseEx r;
   ResponseClass* definition = r.GetResponseClass();
-  std::unique_ptr<ResponseClass> taken = r.GetAndReleaseResponseClass();
+  std::unique_ptr<ResponseClass> taken(r.GetAndReleaseResponseClass());
   EXPECT_EQ(taken.get(), definition);
   EXPECT_FALSE(r.OwnsResponseClass());
-  EXPECT_EQ(r.GetAndReleaseResponseClass().get(), nullptr);
+  // Later calls give the same pointer without ownership (taking it would free it twice).
+  EXPECT_EQ(r.GetAndReleaseResponseClass(), definition);
+  EXPECT_FALSE(r.OwnsResponseClass());
   r.SetMinLimit(3.0);
   EXPECT_EQ(taken->GetLimits().GetMinLimit(), 3.0);
   ResponseEx source;
@@ -244,6 +246,10 @@ TEST(ResponseEx, ReleasedDefinitionIsStillUsedThroughItsPointer) {
   EXPECT_TRUE(copy.OwnsResponseClass());
   EXPECT_NE(copy.GetResponseClass(), taken.get());
   EXPECT_EQ(copy.GetResponseClass()->GetUniqueID(), taken->GetUniqueID());
+  // Handed back, the definition is owned again and freed once, with the response.
+  ASSERT_TRUE(r.SetResponseClass(std::move(taken)));
+  EXPECT_TRUE(r.OwnsResponseClass());
+  EXPECT_EQ(r.GetResponseClass(), definition);
 }
 
 TEST(ResponseEx, QualitativeSettingSlotsRefuseBadIndexAndNonFiniteValues) {

@@ -194,6 +194,7 @@ TEST(ResponseManager, MovingADefinitionLeavesTheWorkingFormPointingAtIt) {
   clash->SetAbbr("Sc");
   ASSERT_EQ(set.Add(std::move(clash)), Variables::kOk);
   ResponseManager m = FourResponses();
+  const ResponseClass* score = m.GetResponse("Score")->GetResponseClass();
   // clang-format off
   const std::vector<std::pair<const char*, Variables::Error>> rows = {
       {"Yield", Variables::kOk}, {"Yield", Variables::kNoVariable},
@@ -203,7 +204,9 @@ TEST(ResponseManager, MovingADefinitionLeavesTheWorkingFormPointingAtIt) {
     SCOPED_TRACE(name);
     EXPECT_EQ(m.MoveDefinitionTo(set, name), code);
   }
-  EXPECT_TRUE(m.GetResponse("Score")->OwnsResponseClass());  // refused: still owned here
+  // Refused: the same definition is owned here again (freed once, with the working form).
+  EXPECT_TRUE(m.GetResponse("Score")->OwnsResponseClass());
+  EXPECT_EQ(m.GetResponse("Score")->GetResponseClass(), score);
   ResponseEx* yield = m.GetResponse("Yield");
   EXPECT_FALSE(yield->OwnsResponseClass());
   EXPECT_EQ(set.GetResponse("Yield"), yield->GetResponseClass());

@@ -145,8 +145,9 @@ void ResponseEx::CopyFrom(const ResponseEx& other) {
   setting_values_ = other.setting_values_;
 }
 
-std::unique_ptr<ResponseClass> ResponseEx::GetAndReleaseResponseClass() {
-  return std::move(owned_);
+ResponseClass* ResponseEx::GetAndReleaseResponseClass() {
+  if (owned_ != nullptr) return owned_.release();
+  return definition_;
 }
 
 bool ResponseEx::SetResponseClass(std::unique_ptr<ResponseClass> definition) {

@@ -27,9 +27,10 @@ class StreamWindow;
 // Ownership. A ResponseEx owns its definition until GetAndReleaseResponseClass() hands it to
 // the caller (usually to put it in the variable set). From then on the ResponseEx still reads
 // and writes the definition through its pointer, and the new owner must keep the definition
-// alive for as long as the ResponseEx is used. The limit, weight, condition and desirability
-// operations all act on the definition; the limit getters return the derived values
-// (ResponseClass::GetMinLimit and the others), not the stored ones.
+// alive for as long as the ResponseEx is used. SetResponseClass makes a definition the
+// response's own again (a new one, or the released one handed back). The limit, weight, condition
+// and desirability operations all act on the definition; the limit getters return the derived
+// values (ResponseClass::GetMinLimit and the others), not the stored ones.
 //
 // Formulas refer to variables by number, written "v(3)". When a factor is inserted or
 // deleted, UpdateDerivedAfterNewOrDelFactor renumbers the references so that they keep
@@ -132,12 +133,16 @@ class ResponseEx {
   // The definition, owned or not; never null.
   [[nodiscard]] ResponseClass* GetResponseClass() { return definition_; }
   [[nodiscard]] const ResponseClass* GetResponseClass() const { return definition_; }
-  // True until the definition has been released.
+  // True while the response owns its definition: until it is released, and again once
+  // SetResponseClass has given it one.
   [[nodiscard]] bool OwnsResponseClass() const { return owned_ != nullptr; }
-  // Hands the owned definition to the caller; GetResponseClass() keeps pointing at it. Once
-  // released, further calls return null: the pointer is still available, without ownership,
-  // from GetResponseClass().
-  std::unique_ptr<ResponseClass> GetAndReleaseResponseClass();
+  // Releases the definition and returns it; never null. The first call, while the response
+  // owns its definition, hands ownership to the caller, who must take it into a
+  // std::unique_ptr at once (to pass it to Variables::Add, say). Every later call returns
+  // the same pointer without ownership, which the caller must not delete; ask
+  // OwnsResponseClass() first when it is not known which call this is. Either way the
+  // response keeps pointing at the definition and using it (see Ownership).
+  [[nodiscard]] ResponseClass* GetAndReleaseResponseClass();
   // Makes `definition` the response's own definition, destroying a previously owned one.
   // False, with nothing changed, for a null pointer or a factor (IsA() not 0).
   bool SetResponseClass(std::unique_ptr<ResponseClass> definition);

@@ -65,15 +65,24 @@ Variables::Error ResponseManager::MoveDefinitionTo(Variables& set, std::string_v
 
   // The set destroys a variable whose file mirror fails; keep an equal one to give back.
   const ResponseClass backup(*response.GetResponseClass());
+  // The released definition is owned by this unique_ptr from the first moment, and then by
+  // the set, or by `refused`, or destroyed by the set: never by two, never by none.
+  std::unique_ptr<ResponseClass> definition(response.GetAndReleaseResponseClass());
   std::unique_ptr<ResponseClass> refused;
   Variables::Error code = Variables::kOk;
   try {
-    code = set.Add(response.GetAndReleaseResponseClass(), false, &refused);
+    code = set.Add(std::move(definition), false, &refused);
   } catch (...) {
     response.SetResponseClass(std::make_unique<ResponseClass>(backup));
     throw;
   }
-  if (refused != nullptr) response.SetResponseClass(std::move(refused));
+  if (refused != nullptr) {
+    // The very object the working form points at comes back: it owns it again.
+    response.SetResponseClass(std::move(refused));
+  } else if (code != Variables::kOk) {
+    // Refused without being handed back, so destroyed: never leave the pointer dangling.
+    response.SetResponseClass(std::make_unique<ResponseClass>(backup));
+  }
   return code;
 }
 

@@ -72,8 +72,10 @@ class ResponseManager {
   // in its response block) and leaves the working form pointing at it. Returns the set's
   // code: kOk when moved; an admission code of Variables::IsLegal when the set refuses it;
   // kNotFound when the manager holds no such response; kNoVariable when its definition was
-  // already released. On refusal nothing changes. When the set's file mirror throws, the
-  // working form gets an equal definition of its own back and the exception passes on.
+  // already released. On refusal nothing changes: the set hands the definition back and the
+  // working form owns it again, the same object at the same address. When the set's file
+  // mirror throws, the working form gets an equal definition of its own back and the
+  // exception passes on.
   Variables::Error MoveDefinitionTo(Variables& set, std::string_view name);
 
   // Renumbers the formula references of every response after a factor was inserted
