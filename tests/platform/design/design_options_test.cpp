@@ -5,6 +5,7 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "zubra/platform/design/all_designs.h"
@@ -112,6 +113,12 @@ TEST(DesignOptions, LoadRefusesBadValuesAndKeepsTheObject) {
        "The value '5.5' of the key 'StarDistance' is not a valid star distance."},
       {"star distance text", "StarDistance", "wide",
        "The value 'wide' of the key 'StarDistance' is not a valid star distance."},
+      {"unknown star distance choice", "StarDistanceChoice", "Sideways",
+       "The value 'Sideways' of the key 'StarDistanceChoice' is not a valid star distance "
+       "choice."},
+      {"choice against a given distance", "StarDistanceChoice", "Rotatable",
+       "The value 'Rotatable' of the key 'StarDistanceChoice' is not a valid star distance "
+       "choice."},
       {"unknown objective", "Objective", "Dream",
        "The value 'Dream' of the key 'Objective' is not a valid name."},
       {"unknown model", "ProcessModel", "Quartic",
@@ -149,6 +156,57 @@ TEST(DesignOptions, LoadRefusesBadValuesAndKeepsTheObject) {
   EXPECT_EQ(loaded.GetDesignSpecificOptions(), nullptr);
 }
 
+TEST(DesignOptions, StarDistanceChoiceSurvivesSavingAndOlderFilesKeepTheirMeaning) {
+  using Choice = DesignOptions::StarDistanceChoice;
+  struct Row {
+    std::string name;
+    Choice choice;
+    float distance;      // given with SetStarDistance when the choice is kGiven
+    std::string stored;  // "StarDistanceChoice" as written, "" when absent
+  };
+  const std::vector<Row> rows = {
+      {"default", Choice::kDefault, -99.0F, ""},
+      {"rotatable", Choice::kRotatable, -99.0F, "Rotatable"},
+      {"orthogonal blocking", Choice::kOrthogonalBlocking, -99.0F, "OrthogonalBlocking"},
+      {"face-centred", Choice::kFaceCentred, -99.0F, "FaceCentred"},
+      {"given", Choice::kGiven, 1.5F, ""},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.name);
+    DesignOptions saved;
+    if (row.choice == Choice::kGiven) {
+      ASSERT_TRUE(saved.SetStarDistance(row.distance));
+    } else {
+      ASSERT_TRUE(saved.SetStarDistanceChoice(row.choice));
+    }
+    // Saved over options of another explicit choice, whose key must not linger.
+    TinyXML2Section section;
+    DesignOptions other;
+    other.SetStarDistanceChoice(row.choice == Choice::kRotatable ? Choice::kFaceCentred
+                                                                 : Choice::kRotatable);
+    other.Save(section);
+    saved.Save(section);
+    EXPECT_EQ(section.GetString("StarDistanceChoice"), row.stored);
+    EXPECT_EQ(section.GetString("StarDistance"), row.choice == Choice::kGiven ? "1.5" : "-99");
+    DesignOptions loaded;
+    loaded.SetStarDistance(2.5F);
+    loaded.Load(section);
+    EXPECT_EQ(loaded.GetStarDistanceChoice(), row.choice);
+    EXPECT_EQ(loaded.GetStarDistance(), row.distance);
+  }
+  // Files written before the choice was stored hold the distance alone.
+  for (const auto& [text, choice] : std::vector<std::pair<std::string, Choice>>{
+           {"-99", Choice::kDefault}, {"1.68179", Choice::kGiven}}) {
+    SCOPED_TRACE(text);
+    TinyXML2Section old;
+    old.SetValue("StarDistance", text);
+    DesignOptions loaded;
+    loaded.SetStarDistanceChoice(Choice::kFaceCentred);
+    loaded.Load(old);
+    EXPECT_EQ(loaded.GetStarDistanceChoice(), choice);
+  }
+}
+
 TEST(DesignOptions, SettersRefuseValuesOutOfRange) {
   DesignOptions options;
   EXPECT_FALSE(options.SetRuns(-1));
@@ -161,6 +219,15 @@ TEST(DesignOptions, SettersRefuseValuesOutOfRange) {
   EXPECT_FALSE(options.SetStarDistance(5.01F));
   EXPECT_TRUE(options.SetStarDistance(-99.0F));
   EXPECT_FALSE(options.HasStarDistance());
+  using Choice = DesignOptions::StarDistanceChoice;
+  EXPECT_FALSE(options.SetStarDistanceChoice(Choice::kGiven));
+  EXPECT_FALSE(options.SetStarDistanceChoice(static_cast<Choice>(7)));
+  ASSERT_TRUE(options.SetStarDistance(1.5F));
+  EXPECT_EQ(options.GetStarDistanceChoice(), Choice::kGiven);
+  ASSERT_TRUE(options.SetStarDistanceChoice(Choice::kRotatable));
+  EXPECT_FALSE(options.HasStarDistance());
+  ASSERT_TRUE(options.SetStarDistance(-99.0F));
+  EXPECT_EQ(options.GetStarDistanceChoice(), Choice::kDefault);
   EXPECT_FALSE(options.SetObjective(static_cast<EObjective::Type>(6)));
   EXPECT_TRUE(options == DesignOptions());
 }

@@ -9,6 +9,7 @@
 
 #include "design_test_support.h"
 #include "zubra/platform/design/design_model.h"
+#include "zubra/platform/design/design_options.h"
 #include "zubra/platform/design/design_specific_options.h"
 #include "zubra/platform/design/e_design.h"
 #include "zubra/platform/design/e_model.h"
@@ -40,6 +41,16 @@ TEST(DesignEnumerations, EveryCodeRoundTripsThroughItsText) {
        {0, 1, 2, 3, 4, 8, 9, 10, 11, 13, 14, 20, 21, 22, 23, 26, 27, 30, 31, 33, 37, 40},
        [](int c) { return EDesign::GetString(static_cast<EDesign::Type>(c)); },
        [](const std::string& t) { return static_cast<int>(EDesign::GetType(t)); }},
+      {"StarDistanceChoice",
+       {0, 1, 2, 3, 4},
+       [](int c) {
+         return DesignOptions::GetStarDistanceChoiceText(
+             static_cast<DesignOptions::StarDistanceChoice>(c));
+       },
+       [](const std::string& t) {
+         return static_cast<int>(DesignOptions::kStarDistanceChoiceTexts.CodeOf(
+             t, DesignOptions::StarDistanceChoice::kDefault));
+       }},
       {"DesignSpecificOptions",
        {0, 1, 2, 3},
        [](int c) {

@@ -2,6 +2,8 @@
 // design and the general full factorial.
 #include <gtest/gtest.h>
 
+#include <Eigen/Core>
+#include <algorithm>
 #include <cmath>
 #include <set>
 #include <string>
@@ -192,6 +194,102 @@ TEST(CentralComposite, BlocksSeparateTheAxialRunsAndSplitTheFactorialPart) {
         }
       }
     }
+  }
+}
+
+// The largest |z_b' x_j| over the block indicator columns z_b, centred, and the columns x_j
+// of the quadratic model but the constant: 0 when the block effects are orthogonal to the
+// model.
+double BlockAliasing(const NCDesign& design, const Factors& factors) {
+  const Eigen::MatrixXd x = DesignModel::Make(factors, EModel::kQuadratic, EModel::kNone)
+                                .Expand(factors, design.GetCoded());
+  const auto n = static_cast<double>(design.GetRuns());
+  double most = 0.0;
+  for (int block = 1; block <= design.GetBlockCount(); ++block) {
+    const std::vector<int> rows = RowsOfBlock(design, block);
+    const double share = static_cast<double>(rows.size()) / n;
+    for (Eigen::Index j = 1; j < x.cols(); ++j) {
+      double product = -share * x.col(j).sum();
+      for (int r : rows) product += x(r, j);
+      most = std::max(most, std::fabs(product));
+    }
+  }
+  return most;
+}
+
+TEST(CentralComposite, StarDistanceHelpersGiveThePublishedDistances) {
+  struct Row {
+    std::string name;
+    DesignOptions::CompositeLayout layout;
+    double orthogonal, rotatable;
+  };
+  const std::vector<Row> rows = {
+      // Two factorial blocks of 4 runs and 2 centre points, the axial block of 6 + 2.
+      {"3 factors in 3 blocks", {3, 8, 4, 6, 2}, 1.633, 1.682},
+      {"2 factors in 2 blocks", {2, 4, 3, 4, 3}, 1.414, 1.414},
+      {"4 factors in 3 blocks", {4, 16, 4, 8, 2}, 2.000, 2.000},
+      {"5 factors, half fraction, in 2 blocks", {5, 16, 6, 10, 1}, 2.000, 2.000},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.name);
+    EXPECT_NEAR(DesignOptions::OrthogonalBlockingStarDistance(row.layout), row.orthogonal, 5e-4);
+    EXPECT_NEAR(DesignOptions::RotatableStarDistance(row.layout.factorial_runs), row.rotatable,
+                5e-4);
+  }
+  EXPECT_EQ(DesignOptions::OrthogonalBlockingStarDistance({3, 8, 4, 0, 2}), -99.0);
+  EXPECT_EQ(DesignOptions::OrthogonalBlockingStarDistance({3, 8, -1, 6, 2}), -99.0);
+  EXPECT_EQ(DesignOptions::RotatableStarDistance(0), -99.0);
+}
+
+TEST(CentralComposite, StarDistanceChoicesPlaceTheAxialRunsAndBlockedDesignsBlockOrthogonally) {
+  using Choice = DesignOptions::StarDistanceChoice;
+  struct Row {
+    std::string name, form;
+    int factors, runs;
+    unsigned blocks;
+    int centers, replicates;
+    Choice choice;
+    float axial;      // the coded distance of the axial runs
+    bool orthogonal;  // the block effects are orthogonal to the quadratic model
+  };
+  const float a8 = std::pow(8.0F, 0.25F);
+  const std::vector<Row> rows = {
+      {"3 in 3 blocks, default", "CCC", 3, 14, 3, 6, 0, Choice::kDefault, 1.633F, true},
+      {"3 in 3 blocks, orthogonal", "CCC", 3, 14, 3, 6, 0, Choice::kOrthogonalBlocking, 1.633F,
+       true},
+      {"3 in 3 blocks, rotatable", "CCC", 3, 14, 3, 6, 0, Choice::kRotatable, a8, false},
+      {"3 in 3 blocks, face-centred", "CCC", 3, 14, 3, 6, 0, Choice::kFaceCentred, 1.0F, false},
+      {"3 in 2 blocks, replicated", "CCC", 3, 14, 2, 4, 1, Choice::kDefault,
+       std::sqrt(16.0F * 3 * 14 / (12 * 18)), true},
+      {"2 in 2 blocks", "CCC", 2, 8, 2, 6, 0, Choice::kDefault, std::sqrt(2.0F), true},
+      {"4 in 3 blocks", "CCC", 4, 24, 3, 6, 0, Choice::kDefault, 2.0F, true},
+      {"5 half in 2 blocks", "CCC", 5, 26, 2, 7, 0, Choice::kDefault,
+       std::sqrt(16.0F * 13 / (2 * 20)), true},
+      {"3 in 3 blocks, inscribed", "CCI", 3, 14, 3, 6, 0, Choice::kDefault, 1.0F, true},
+      {"one block, default", "CCC", 3, 14, 1, 6, 0, Choice::kDefault, a8, true},
+      {"one block, orthogonal", "CCC", 3, 14, 1, 6, 0, Choice::kOrthogonalBlocking, a8, true},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.name);
+    const Factors factors = Quantitative(row.factors);
+    const DesignBuilder& builder = Builder(EDesign::kCentralComposite, row.form);
+    DesignOptions options = OptionsFor(builder, factors, EObjective::kRSM, EModel::kQuadratic);
+    ASSERT_TRUE(options.SetRuns(row.runs));
+    ASSERT_TRUE(options.SetBlocks(row.blocks));
+    ASSERT_TRUE(options.SetCenterPoints(row.centers));
+    ASSERT_TRUE(options.SetReplicates(row.replicates));
+    ASSERT_TRUE(options.SetStarDistanceChoice(row.choice));
+    const auto design = builder.Generate(factors, options);
+    for (int r = 0; r < design->GetRuns(); ++r) {
+      if (design->GetRunKinds()[static_cast<std::size_t>(r)] != NCDesign::RunKind::kAxial) continue;
+      float largest = 0.0F;
+      for (int c = 0; c < row.factors; ++c) {
+        largest = std::max(largest, std::fabs(design->GetCoded()(r, c)));
+      }
+      EXPECT_NEAR(largest, row.axial, 5e-4) << "run " << r;
+    }
+    EXPECT_EQ(BlockAliasing(*design, factors) < 1e-4, row.orthogonal)
+        << BlockAliasing(*design, factors);
   }
 }
 

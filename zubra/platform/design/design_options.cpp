@@ -2,6 +2,7 @@
 
 #include <charconv>
 #include <climits>
+#include <cmath>
 #include <string>
 #include <system_error>
 #include <vector>
@@ -59,6 +60,7 @@ DesignOptions::DesignOptions(const DesignOptions& other)
       replicates_(other.replicates_),
       replicated_runs_(other.replicated_runs_),
       star_distance_(other.star_distance_),
+      star_choice_(other.star_choice_),
       max_runs_(other.max_runs_),
       objective_(other.objective_),
       process_model_(other.process_model_),
@@ -104,10 +106,38 @@ bool DesignOptions::SetReplicatedRuns(int runs) {
 bool DesignOptions::SetStarDistance(float distance) {
   if (!IsUndefined(distance) && !(distance > 0.0F && distance <= kMaxStarDistance)) return false;
   star_distance_ = distance;
+  star_choice_ = IsUndefined(distance) ? StarDistanceChoice::kDefault : StarDistanceChoice::kGiven;
   return true;
 }
 
 bool DesignOptions::HasStarDistance() const { return !IsUndefined(star_distance_); }
+
+bool DesignOptions::SetStarDistanceChoice(StarDistanceChoice choice) {
+  if (choice == StarDistanceChoice::kGiven || !kStarDistanceChoiceTexts.Contains(choice)) {
+    return false;
+  }
+  star_choice_ = choice;
+  star_distance_ = static_cast<float>(kUndefined);
+  return true;
+}
+
+double DesignOptions::RotatableStarDistance(int factorial_runs) {
+  if (factorial_runs < 1) return kUndefined;
+  return std::pow(static_cast<double>(factorial_runs), 0.25);
+}
+
+double DesignOptions::OrthogonalBlockingStarDistance(const CompositeLayout& layout) {
+  if (layout.factors < 1 || layout.factorial_runs < 1 || layout.axial_runs < 1 ||
+      layout.factorial_center_points < 0 || layout.axial_center_points < 0) {
+    return kUndefined;
+  }
+  const double factorial = layout.factorial_runs;
+  const double axial = layout.axial_runs;
+  // Each factor has axial / k runs at +-alpha in the axial block.
+  const double squared = factorial * layout.factors * (axial + layout.axial_center_points) /
+                         (axial * (factorial + layout.factorial_center_points));
+  return std::sqrt(squared);
+}
 
 bool DesignOptions::SetMaxRuns(int runs) {
   if (runs < 1) return false;
@@ -152,6 +182,11 @@ void DesignOptions::Save(ConfigurationSection& section) const {
   section.WriteInt("Replicates", replicates_);
   section.WriteInt("ReplicatedRuns", replicated_runs_);
   section.WriteString("StarDistance", FloatText(star_distance_));
+  if (star_choice_ == StarDistanceChoice::kDefault || star_choice_ == StarDistanceChoice::kGiven) {
+    section.RemoveKey("StarDistanceChoice");
+  } else {
+    section.WriteString("StarDistanceChoice", GetStarDistanceChoiceText(star_choice_));
+  }
   section.WriteInt("MaxLegalRuns", max_runs_);
   section.WriteString("ProcessModel", EModel::GetString(process_model_));
   section.WriteString("MixtureModel", EModel::GetString(mixture_model_));
@@ -185,6 +220,16 @@ void DesignOptions::Load(const ConfigurationSection& section) {
       ThrowBadValue(text, "StarDistance", "star distance");
     }
   }
+  if (section.ReadString("StarDistanceChoice", text)) {
+    // A text without a row gives back whichever fallback is passed.
+    const auto choice = kStarDistanceChoiceTexts.CodeOf(text, StarDistanceChoice::kDefault);
+    const bool listed = choice == kStarDistanceChoiceTexts.CodeOf(text, StarDistanceChoice::kGiven);
+    // The choice must agree with the distance: given exactly when one is stored.
+    if (!listed || (choice == StarDistanceChoice::kGiven) != read.HasStarDistance() ||
+        (choice != StarDistanceChoice::kGiven && !read.SetStarDistanceChoice(choice))) {
+      ThrowBadValue(text, "StarDistanceChoice", "star distance choice");
+    }
+  }
   ReadCount(section, "MaxLegalRuns", [&](int v) { return read.SetMaxRuns(v); });
   ReadCode(section, "ProcessModel", EModel::kTexts, EModel::kNone, EModel::kLinear,
            read.process_model_);
@@ -216,9 +261,9 @@ bool DesignOptions::operator==(const DesignOptions& other) const {
   return same_specific && runs_ == other.runs_ && center_points_ == other.center_points_ &&
          blocks_ == other.blocks_ && replicates_ == other.replicates_ &&
          replicated_runs_ == other.replicated_runs_ && star_distance_ == other.star_distance_ &&
-         max_runs_ == other.max_runs_ && objective_ == other.objective_ &&
-         process_model_ == other.process_model_ && mixture_model_ == other.mixture_model_ &&
-         generators_ == other.generators_;
+         star_choice_ == other.star_choice_ && max_runs_ == other.max_runs_ &&
+         objective_ == other.objective_ && process_model_ == other.process_model_ &&
+         mixture_model_ == other.mixture_model_ && generators_ == other.generators_;
 }
 
 }  // namespace zubra

@@ -97,16 +97,41 @@ std::int8_t CentralCompositeBuilder::GetRank() const {
   return 62;
 }
 
-float CentralCompositeBuilder::StarDistance(int factorial_runs,
+float CentralCompositeBuilder::StarDistance(int factors, int factorial_runs,
                                             const DesignOptions& options) const {
+  using Choice = DesignOptions::StarDistanceChoice;
   if (form_ == Form::kFaceCentred) return 1.0F;
-  if (options.HasStarDistance()) return options.GetStarDistance();
-  return static_cast<float>(std::pow(static_cast<double>(factorial_runs), 0.25));
+  const unsigned blocks = options.GetBlocks();
+  Choice choice = options.GetStarDistanceChoice();
+  if (choice == Choice::kDefault) {
+    choice = blocks > 1 ? Choice::kOrthogonalBlocking : Choice::kRotatable;
+  }
+  if (choice == Choice::kGiven) return options.GetStarDistance();
+  if (choice == Choice::kFaceCentred) return 1.0F;
+  if (choice == Choice::kRotatable || blocks == 1) {
+    return static_cast<float>(DesignOptions::RotatableStarDistance(factorial_runs));
+  }
+  // The runs as Generate places them: every block holds its runs and their replicates; the
+  // replicated runs are the first rows of the design proper (factorial rows first); the
+  // centre points are shared out with the first blocks taking one more, so the axial block,
+  // the last, takes the smaller share.
+  const int copies = 1 + options.GetReplicates();
+  const int replicated = options.GetReplicatedRuns();
+  const int centers = options.GetCenterPoints();
+  const int axial_centers = centers / static_cast<int>(blocks);
+  DesignOptions::CompositeLayout layout;
+  layout.factors = factors;
+  layout.factorial_runs = factorial_runs * copies + std::min(replicated, factorial_runs);
+  layout.factorial_center_points = centers - axial_centers;
+  layout.axial_runs = 2 * factors * copies + std::max(0, replicated - factorial_runs);
+  layout.axial_center_points = axial_centers;
+  return static_cast<float>(DesignOptions::OrthogonalBlockingStarDistance(layout));
 }
 
 bool CentralCompositeBuilder::CheckSpecific(const Factors& factors, const DesignOptions& options,
                                             int runs, std::string* message) const {
-  const float alpha = StarDistance(runs - 2 * factors.GetCount(), options);
+  const int k = factors.GetCount();
+  const float alpha = StarDistance(k, runs - 2 * k, options);
   if (form_ == Form::kInscribed && alpha < 1.0F) {
     return Refuse(message, ExceptionMessage::translate("The inscribed composite design needs a "
                                                        "star distance of at least 1."));
@@ -155,7 +180,7 @@ DesignBuilder::Core CentralCompositeBuilder::BuildCore(const Factors& factors,
   const Generators generators = Generators::FromTable(5, k, factorial, block_generators).value();
   const NCDataMatrix<float> cube = generators.MakeDesign();
   const std::vector<int> cube_blocks = generators.MakeBlocks();
-  const float alpha = StarDistance(factorial, options);
+  const float alpha = StarDistance(k, factorial, options);
   const float cube_scale = form_ == Form::kInscribed ? 1.0F / alpha : 1.0F;
   const float axial = form_ == Form::kInscribed ? 1.0F : alpha;
 

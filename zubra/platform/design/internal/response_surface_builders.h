@@ -33,11 +33,14 @@ class ResponseSurfaceBuilder : public DesignBuilder {
 //   - kCircumscribed ("CCC"): factorial at +-1, axial at +-alpha;
 //   - kFaceCentred ("CCF"): alpha = 1;
 //   - kInscribed ("CCI"): axial at +-1, factorial at +-1/alpha.
-// alpha is the options' star distance, or when undefined the rotatable F^(1/4); the
-// inscribed form needs alpha >= 1. Runs: F + 2k for each factorial part the table offers.
-// Blocks: 2 (factorial and axial runs apart) and 2^i + 1 (the factorial part in 2^i blocks
-// by the block generators of GetGen5, the axial runs in the last block); blocked designs
-// need a centre point per block.
+// alpha follows the options' star distance choice (DesignOptions::StarDistanceChoice): by
+// default the rotatable F^(1/4) in one block and the distance of orthogonal blocking in more,
+// computed from the runs as they fall into the blocks (replicates and replicated runs
+// included, the centre points shared out as Generate does); the inscribed form needs
+// alpha >= 1. Runs: F + 2k for each factorial part the table offers. Blocks: 2 (factorial
+// and axial runs apart) and 2^i + 1 (the factorial part in 2^i blocks by the block generators
+// of GetGen5, the axial runs in the last block); blocked designs need a centre point per
+// block.
 class CentralCompositeBuilder final : public ResponseSurfaceBuilder {
  public:
   enum class Form { kCircumscribed, kFaceCentred, kInscribed };
@@ -50,9 +53,10 @@ class CentralCompositeBuilder final : public ResponseSurfaceBuilder {
   [[nodiscard]] std::string GetName() const override;
   [[nodiscard]] std::int8_t GetRank() const override;
 
-  // The axial distance used for k factors, a factorial part of F runs and the options'
-  // star distance.
-  [[nodiscard]] float StarDistance(int factorial_runs, const DesignOptions& options) const;
+  // The axial distance used for `factors` factors, a factorial part of `factorial_runs`
+  // runs and the options (star distance choice, blocks, centre points, replication).
+  [[nodiscard]] float StarDistance(int factors, int factorial_runs,
+                                   const DesignOptions& options) const;
 
  protected:
   bool CheckSpecific(const Factors& factors, const DesignOptions& options, int runs,
