@@ -18,12 +18,22 @@ namespace zubra {
 //
 // Two catalogues are offered: the classic designs and, for investigations with the plate
 // (REDMUP) sub-model, the classic designs followed by the plate designs. The built-in
-// classic designs, in catalogue order: full factorial; fractional factorials of resolution
-// V, IV, III; Plackett-Burman; the saturated two-level design (Rechtschaffner Res V);
-// central composite designs CCF, CCC, CCI; Box-Behnken; the saturated three-level design
-// (Rechtschaffner); general full factorial; axial, simplex centroid and simplex lattice
-// mixture designs. More families join with Register (do it before the catalogue is used by
-// several parts of a program: the library is used from one thread at a time).
+// classic catalogue, in order:
+//   - two-level designs: full factorial; fractional factorials of resolution V, IV, III;
+//     Plackett-Burman; the saturated two-level design (Rechtschaffner Res V);
+//   - response-surface designs: central composite designs CCF, CCC, CCI; Box-Behnken; the
+//     saturated three-level design (Rechtschaffner); general full factorial;
+//   - mixture designs: axial, simplex centroid and simplex lattice;
+//   - optimal designs chosen from a candidate set: D-optimal and I-optimal;
+//   - the layered design (Onion) and the split-objective design (Process Mixture), which
+//     designs process and mixture factors together;
+//   - the stability designs for shelf-life studies: storage conditions crossed with time
+//     points (Stability), and a two-level factorial in the material factors crossed with them
+//     (StabilityFactorial).
+// The plate catalogue adds the plate (strip-plot) design (REDMUP). The order is not the
+// preference: the best-design choice takes the builder of smallest DesignBuilder::GetRank.
+// More families join with Register (do it before the catalogue is used by several parts of
+// a program: the library is used from one thread at a time).
 class AllDesigns {
  public:
   using Catalogue = std::vector<const DesignBuilder*>;
