@@ -1,15 +1,18 @@
-// Generation of classical designs at the sizes the catalogue offers, their statistics, and
-// the catalogue questions asked on every edit of an investigation.
+// Generation of classical designs at the sizes the catalogue offers, their statistics (on the
+// coded scale and against the optimal weighting of the candidates), and the catalogue
+// questions asked on every edit of an investigation.
 #include <benchmark/benchmark.h>
 
 #include <Eigen/Cholesky>
 #include <Eigen/Core>
 #include <cmath>
+#include <memory>
 #include <string>
 
 #include "zubra/platform/design/all_designs.h"
 #include "zubra/platform/design/design_statistics.h"
 #include "zubra/platform/design/generators.h"
+#include "zubra/platform/design/ncdoe_constraints.h"
 
 namespace zubra {
 namespace {
@@ -79,6 +82,53 @@ void BM_StatisticsQuadratic(benchmark::State& state) {
   }
 }
 BENCHMARK(BM_StatisticsQuadratic)->Arg(6)->Arg(12);
+
+// Statistics of designs measured against the optimal weighting of their candidates:
+// state.range(0) = 0: the D-optimal design for q = state.range(1) mixture components 0.05..0.6
+// (special cubic model); 1: the Box-Behnken design of k = state.range(1) factors for the
+// quadratic model, under the constraint that the factors sum to at most 7/10 of their range.
+void BM_StatisticsAgainstCandidates(benchmark::State& state) {
+  const int size = static_cast<int>(state.range(1));
+  Factors factors;
+  NCDOE::Constraints constraints;
+  DesignModel model;
+  std::unique_ptr<NCDesign> design;
+  if (state.range(0) == 0) {
+    for (int i = 1; i <= size; ++i) {
+      factors.Add(Factors::Factor::Formulation("M" + std::to_string(i), 0.05, 0.6), nullptr);
+    }
+    const DesignBuilder& builder = *AllDesigns::GetDesignBuilder(EDesign::kDOptimal, "");
+    DesignOptions base;
+    base.SetObjective(EObjective::kOptimization);
+    base.SetProcessModel(EModel::kNone);
+    base.SetMixtureModel(EModel::kSpecialCubic);
+    design = builder.Generate(factors, builder.MakeOptions(factors, base));
+    model = DesignModel::Make(factors, EModel::kNone, EModel::kSpecialCubic);
+  } else {
+    factors = Quantitative(size);
+    NCDOE::Constraint sum(false, 0.7 * size);
+    for (int i = 0; i < size; ++i) sum.AddPair(i, 1.0);
+    constraints.Add(sum);
+    const DesignBuilder& builder = *AllDesigns::GetDesignBuilder(EDesign::kBoxBehnken, "");
+    design =
+        builder.Generate(factors, Options(builder, factors, EObjective::kRSM, EModel::kQuadratic));
+    model = DesignModel::Make(factors, EModel::kQuadratic, EModel::kNone);
+  }
+  double efficiency = 0.0;
+  for (auto _ : state) {
+    const auto stats = DesignStatistics::Compute(design->GetCoded(), factors, model, &constraints);
+    efficiency = stats.GetDEfficiency();
+  }
+  state.counters["runs"] = design->GetRuns();
+  state.counters["D-efficiency"] = efficiency;
+}
+BENCHMARK(BM_StatisticsAgainstCandidates)
+    ->Args({0, 4})
+    ->Args({0, 8})
+    ->Args({1, 4})
+    ->Args({1, 6})
+    ->Args({1, 8})
+    ->Unit(benchmark::kMillisecond);
 
 // The availability question of the design objective: objective RSM, quadratic model.
 void BM_IsAnyDesignValid(benchmark::State& state) {

@@ -2,12 +2,17 @@
 
 #include <gtest/gtest.h>
 
+#include <Eigen/Cholesky>
+#include <Eigen/Core>
 #include <cmath>
+#include <memory>
 #include <string>
 #include <vector>
 
 #include "design_test_support.h"
 #include "zubra/platform/design/all_designs.h"
+#include "zubra/platform/design/d_optimal_options.h"
+#include "zubra/platform/design/ncdoe_constraints.h"
 #include "zubra/platform/util/exception.h"
 #include "zubra/platform/util/tinyxml2_section.h"
 
@@ -15,8 +20,11 @@ namespace zubra {
 namespace {
 
 using test_support::Builder;
+using test_support::MakeConstraint;
+using test_support::Mixture;
 using test_support::OptionsFor;
 using test_support::Quantitative;
+using Reference = DesignStatistics::Reference;
 
 NCDataMatrix<float> Matrix(const std::vector<std::vector<float>>& rows) {
   NCDataMatrix<float> m(static_cast<int>(rows.size()), static_cast<int>(rows.front().size()));
@@ -72,6 +80,110 @@ TEST(DesignStatistics, KnownDesignsGiveTheirKnownValues) {
     ASSERT_EQ(stats.GetVIF().size(), static_cast<std::size_t>(model.GetColumnCount(factors) - 1));
     for (double vif : stats.GetVIF()) EXPECT_NEAR(vif, 1.0, 1e-9);
   }
+}
+
+// (1/p) log det(X'X / N) of the model matrix x.
+double LogDetPerRun(const Eigen::MatrixXd& x) {
+  const Eigen::MatrixXd information = x.transpose() * x / static_cast<double>(x.rows());
+  return 2.0 * Eigen::LLT<Eigen::MatrixXd>(information).matrixLLT().diagonal().array().log().sum() /
+         static_cast<double>(x.cols());
+}
+
+TEST(DesignStatistics, MixtureDesignsAreMeasuredAgainstTheOptimalWeightingOfTheSimplex) {
+  // For the quadratic mixture model the {3,2} lattice with equal weights is D-optimal over
+  // the whole simplex, so every design is measured against it.
+  const Factors factors = Mixture(3);
+  const DesignModel model = DesignModel::Make(factors, EModel::kNone, EModel::kQuadratic);
+  const std::vector<std::vector<float>> lattice = {{1, 0, 0},     {0, 1, 0},     {0, 0, 1},
+                                                   {.5F, .5F, 0}, {.5F, 0, .5F}, {0, .5F, .5F}};
+  const double optimum = LogDetPerRun(model.Expand(factors, Matrix(lattice)));
+  struct Row {
+    std::string name;
+    std::vector<std::vector<float>> runs;
+  };
+  std::vector<std::vector<float>> twice = lattice;
+  twice.insert(twice.end(), lattice.begin(), lattice.end());
+  std::vector<std::vector<float>> with_centroid = lattice;
+  with_centroid.push_back({1.0F / 3, 1.0F / 3, 1.0F / 3});
+  std::vector<std::vector<float>> moved_inside = lattice;
+  moved_inside[3] = {.4F, .4F, .2F};
+  const std::vector<Row> rows = {
+      {"the lattice", lattice},
+      {"the lattice twice", twice},
+      {"the lattice and its centroid", with_centroid},
+      {"an edge centre moved inside", moved_inside},
+      {"vertices and interior points",
+       {{1, 0, 0}, {0, 1, 0}, {0, 0, 1}, {.6F, .2F, .2F}, {.2F, .6F, .2F}, {.2F, .2F, .6F}}},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.name);
+    const NCDataMatrix<float> coded = Matrix(row.runs);
+    const auto stats = DesignStatistics::Compute(coded, factors, model);
+    ASSERT_FALSE(stats.IsSingular());
+    EXPECT_EQ(stats.GetDEfficiencyReference(), Reference::kCandidateOptimum);
+    const double expected = 100.0 * std::exp(LogDetPerRun(model.Expand(factors, coded)) - optimum);
+    // Never above the truth, and within the search's tolerance of it.
+    EXPECT_LE(stats.GetDEfficiency(), expected + 1e-9);
+    EXPECT_GE(stats.GetDEfficiency(), expected * 0.999);
+  }
+}
+
+TEST(DesignStatistics, ConstrainedDesignsScoreHighOnlyWhenTheyUseTheirRegionWell) {
+  // A constrained mixture region: bounds on all four components and A + B <= 0.8.
+  const Factors mixture = test_support::Make(
+      {Factors::Factor::Formulation("A", 0.1, 0.7), Factors::Factor::Formulation("B", 0.1, 0.6),
+       Factors::Factor::Formulation("C", 0.05, 0.5), Factors::Factor::Formulation("D", 0.0, 0.3)});
+  NCDOE::Constraints mixture_cut;
+  mixture_cut.Add(MakeConstraint(false, 0.8, {{0, 1.0}, {1, 1.0}}));
+  // A square cut by X1 + X2 <= 15.
+  const Factors process = Quantitative(2);
+  NCDOE::Constraints corner_cut;
+  corner_cut.Add(MakeConstraint(false, 15.0, {{0, 1.0}, {1, 1.0}}));
+  struct Row {
+    std::string name;
+    const Factors* factors;
+    const NCDOE::Constraints* constraints;
+    EModel::Type process, mixture;
+    int runs;
+  };
+  const std::vector<Row> rows = {
+      {"mixture, quadratic", &mixture, &mixture_cut, EModel::kNone, EModel::kQuadratic, 16},
+      {"mixture, special cubic", &mixture, &mixture_cut, EModel::kNone, EModel::kSpecialCubic, 20},
+      {"process, quadratic", &process, &corner_cut, EModel::kQuadratic, EModel::kLinear, 10},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.name);
+    const Factors& factors = *row.factors;
+    const DesignBuilder& builder = Builder(EDesign::kDOptimal);
+    DesignOptions options =
+        OptionsFor(builder, factors, EObjective::kOptimization, row.process, row.mixture);
+    auto specific = std::make_unique<DOptimalOptions>();
+    specific->SetConstraints(std::make_unique<NCDOE::Constraints>(*row.constraints));
+    options.SetDesignSpecificOptions(std::move(specific));
+    ASSERT_TRUE(options.SetRuns(row.runs));
+    const auto design = builder.Generate(factors, options);
+    const DesignModel model = DesignModel::Make(factors, row.process, row.mixture);
+    const auto good =
+        DesignStatistics::Compute(design->GetCoded(), factors, model, row.constraints);
+    EXPECT_EQ(good.GetDEfficiencyReference(), Reference::kCandidateOptimum);
+    EXPECT_GT(good.GetDEfficiency(), 95.0);
+    EXPECT_LE(good.GetDEfficiency(), 100.0);
+    // A third of the runs moved to the first run's place: a poorer use of the same region.
+    NCDataMatrix<float> poor = design->GetCoded();
+    for (int r = 1; r <= row.runs / 3; ++r) {
+      for (int c = 0; c < poor.GetCols(); ++c) poor(r, c) = poor(0, c);
+    }
+    const auto worse = DesignStatistics::Compute(poor, factors, model, row.constraints);
+    ASSERT_FALSE(worse.IsSingular());
+    EXPECT_LT(worse.GetDEfficiency(), good.GetDEfficiency() - 10.0);
+  }
+  // Without its constraints a process design is measured on the coded scale, as before.
+  const DesignModel quadratic = DesignModel::Make(process, EModel::kQuadratic, EModel::kNone);
+  const NCDataMatrix<float> square =
+      Matrix({{-1, -1}, {1, -1}, {-1, 1}, {1, 1}, {0, 0}, {-1, 0}, {1, 0}, {0, -1}, {0, 1}});
+  const auto plain = DesignStatistics::Compute(square, process, quadratic);
+  EXPECT_EQ(plain.GetDEfficiencyReference(), Reference::kCodedScale);
+  EXPECT_NEAR(plain.GetDEfficiency(), 100.0 * std::exp(plain.GetLogDet() / 6.0) / 9.0, 1e-9);
 }
 
 TEST(DesignStatistics, CorrelatedColumnsRaiseTheirVIF) {
@@ -148,6 +260,29 @@ TEST(DesignStatistics, SaveThenLoadRestoresEveryValue) {
   loaded.Load(section);
   EXPECT_EQ(loaded, saved);
   EXPECT_EQ(loaded.GetVIF().size(), 9U);
+  EXPECT_FALSE(section.HasKey("DEfficiencyReference"));
+
+  // A mixture design's reference is stored with it, and a later save on the coded scale
+  // removes it.
+  const Factors three = Mixture(3);
+  const DesignModel model = DesignModel::Make(three, EModel::kNone, EModel::kQuadratic);
+  const auto mixture = DesignStatistics::Compute(
+      Matrix({{1, 0, 0}, {0, 1, 0}, {0, 0, 1}, {.5F, .5F, 0}, {.5F, 0, .5F}, {0, .5F, .5F}}), three,
+      model);
+  ASSERT_EQ(mixture.GetDEfficiencyReference(), Reference::kCandidateOptimum);
+  TinyXML2Section mixture_section;
+  mixture.Save(mixture_section);
+  EXPECT_EQ(mixture_section.GetString("DEfficiencyReference"), "CandidateOptimum");
+  loaded.Load(mixture_section);
+  EXPECT_EQ(loaded, mixture);
+  saved.Save(mixture_section);
+  EXPECT_FALSE(mixture_section.HasKey("DEfficiencyReference"));
+  // Files written before the reference was stored hold coded-scale efficiencies.
+  mixture.Save(mixture_section);
+  mixture_section.RemoveKey("DEfficiencyReference");
+  loaded = mixture;
+  loaded.Load(mixture_section);
+  EXPECT_EQ(loaded.GetDEfficiencyReference(), Reference::kCodedScale);
 }
 
 TEST(DesignStatistics, LoadRefusesInconsistentValuesAndKeepsTheObject) {
@@ -161,6 +296,8 @@ TEST(DesignStatistics, LoadRefusesInconsistentValuesAndKeepsTheObject) {
       {"not finite", "LogDet", "inf", inconsistent},
       {"not a number", "DEfficiency", "high",
        "The value 'high' of the key 'DEfficiency' is not a valid number."},
+      {"unknown reference", "DEfficiencyReference", "Cube",
+       "The value 'Cube' of the key 'DEfficiencyReference' is not a valid name."},
   };
   const Factors factors = Quantitative(2);
   const auto original = DesignStatistics::Compute(

@@ -11,6 +11,7 @@
 #include "zubra/platform/design/design_model.h"
 #include "zubra/platform/design/design_options.h"
 #include "zubra/platform/design/design_specific_options.h"
+#include "zubra/platform/design/design_statistics.h"
 #include "zubra/platform/design/e_design.h"
 #include "zubra/platform/design/e_model.h"
 #include "zubra/platform/design/e_objective.h"
@@ -50,6 +51,16 @@ TEST(DesignEnumerations, EveryCodeRoundTripsThroughItsText) {
        [](const std::string& t) {
          return static_cast<int>(DesignOptions::kStarDistanceChoiceTexts.CodeOf(
              t, DesignOptions::StarDistanceChoice::kDefault));
+       }},
+      {"DesignStatistics::Reference",
+       {0, 1},
+       [](int c) {
+         return std::string(DesignStatistics::kReferenceTexts.ValueOf(
+             static_cast<DesignStatistics::Reference>(c), ""));
+       },
+       [](const std::string& t) {
+         return static_cast<int>(
+             DesignStatistics::kReferenceTexts.CodeOf(t, DesignStatistics::Reference::kCodedScale));
        }},
       {"DesignSpecificOptions",
        {0, 1, 2, 3},

@@ -1,6 +1,6 @@
 // The optimal-design searches (point and coordinate exchange) and the optimal builders:
 // repeatability across threads, cancellation mid-search, the I criterion, inclusions, blocks,
-// mixtures with constraints and the region moments.
+// mixtures with constraints and the region moments; the optimal weighting of candidates.
 #include <gtest/gtest.h>
 
 #include <Eigen/Cholesky>
@@ -16,6 +16,7 @@
 #include "zubra/platform/design/candidate_set.h"
 #include "zubra/platform/design/d_optimal_options.h"
 #include "zubra/platform/design/design_model.h"
+#include "zubra/platform/design/internal/approximate_design.h"
 #include "zubra/platform/design/internal/coordinate_exchange.h"
 #include "zubra/platform/design/internal/point_exchange.h"
 #include "zubra/platform/design/process_mixture_options.h"
@@ -24,6 +25,7 @@
 namespace zubra {
 namespace {
 
+using internal::ApproximateDOptimum;
 using internal::CoordinateExchange;
 using internal::PointExchange;
 using test_support::Builder;
@@ -337,6 +339,47 @@ TEST(ProcessMixtureBuilder, DesignsBothKindsTogetherWithTheCrossedModelWhenAsked
   EXPECT_EQ(message,
             "Split objective is only available when there are both process and formulation "
             "factors");
+}
+
+TEST(ApproximateDOptimum, FindsTheKnownOptimalWeightingsAndNeverUnderstatesThem) {
+  struct Row {
+    std::string name;
+    Eigen::MatrixXd candidates;
+    double optimum;  // (1/p) log det M* of the known optimal weighting
+  };
+  // Quadratic in one factor over 21 points of -1..+1: weight 1/3 on -1, 0, +1, det M = 4/27.
+  Eigen::MatrixXd line(21, 3);
+  for (int i = 0; i < 21; ++i) {
+    const double x = -1.0 + 0.1 * i;
+    line.row(i) << 1.0, x, x * x;
+  }
+  // The interaction model over the 3 x 3 grid: the 2^2 factorial, M = I.
+  const Factors two = Quantitative(2);
+  const Eigen::MatrixXd grid = DesignModel::Make(two, EModel::kInteraction, EModel::kNone)
+                                   .Expand(two, CandidateSet::Make(two, 3, nullptr).GetCoded());
+  // Candidates repeated many times over change nothing.
+  const Eigen::MatrixXd repeated = grid.replicate(40, 1);
+  const std::vector<Row> rows = {{"quadratic on a line", line, std::log(4.0 / 27.0) / 3.0},
+                                 {"interaction on the square", grid, 0.0},
+                                 {"repeated candidates", repeated, 0.0}};
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.name);
+    const auto found = ApproximateDOptimum::Find(row.candidates);
+    ASSERT_TRUE(found.has_value());
+    EXPECT_GE(found->log_det_bound, row.optimum - 1e-12);
+    EXPECT_LE(found->log_det_reached, row.optimum + 1e-12);
+    EXPECT_LE(found->log_det_bound - found->log_det_reached,
+              ApproximateDOptimum::kDefaultTolerance);
+    EXPECT_LE(found->steps, ApproximateDOptimum::kMaxSteps);
+  }
+  // A tiny work allowance stops after the first step, with a valid but looser bound.
+  const auto early = ApproximateDOptimum::Find(line, 1e-9, 1.0);
+  ASSERT_TRUE(early.has_value());
+  EXPECT_EQ(early->steps, 1);
+  EXPECT_GT(early->log_det_bound, std::log(4.0 / 27.0) / 3.0);
+  // Two points cannot carry three columns.
+  EXPECT_FALSE(ApproximateDOptimum::Find(line.topRows(2)).has_value());
+  EXPECT_FALSE(ApproximateDOptimum::Find(Eigen::MatrixXd(0, 3)).has_value());
 }
 
 TEST(DesignModel, MomentsAreTheRegionAveragesOfTheColumnProducts) {

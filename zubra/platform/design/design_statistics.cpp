@@ -7,9 +7,14 @@
 #include <cmath>
 #include <cstddef>
 #include <map>
+#include <optional>
+#include <set>
 #include <utility>
 
 #include "zubra/platform/base/undefined.h"
+#include "zubra/platform/design/candidate_set.h"
+#include "zubra/platform/design/internal/approximate_design.h"
+#include "zubra/platform/design/ncdoe_constraints.h"
 #include "zubra/platform/util/configuration_section.h"
 #include "zubra/platform/util/exception.h"
 
@@ -19,27 +24,88 @@ namespace {
 // Relative size below which a pivot of X counts as zero.
 constexpr double kRankThreshold = 1e-9;
 
+// Runs that agree in every coded value to 1e-6 have the same key.
+std::vector<long long> RunKey(const NCDataMatrix<float>& coded, int row) {
+  std::vector<long long> key;
+  key.reserve(static_cast<std::size_t>(coded.GetCols()));
+  for (int c = 0; c < coded.GetCols(); ++c) {
+    key.push_back(std::llround(static_cast<double>(coded(row, c)) * 1e6));
+  }
+  return key;
+}
+
 // The degrees of freedom of pure error: runs that agree in every coded value form a group.
 int PureErrorDF(const NCDataMatrix<float>& coded) {
   std::map<std::vector<long long>, int> groups;
-  for (int r = 0; r < coded.GetRows(); ++r) {
-    std::vector<long long> key;
-    key.reserve(static_cast<std::size_t>(coded.GetCols()));
-    for (int c = 0; c < coded.GetCols(); ++c) {
-      key.push_back(std::llround(static_cast<double>(coded(r, c)) * 1e6));
-    }
-    ++groups[key];
-  }
+  for (int r = 0; r < coded.GetRows(); ++r) ++groups[RunKey(coded, r)];
   int df = 0;
   for (const auto& group : groups) df += group.second - 1;
   return df;
+}
+
+// True when the D-efficiency of a design over `factors` under `constraints` is measured
+// against the optimum of its candidate runs: the design varies a mixture factor, or
+// constraints cut its region.
+bool NeedsCandidateReference(const Factors& factors, const NCDOE::Constraints* constraints) {
+  if (constraints != nullptr && constraints->GetCount() > 0) return true;
+  return std::any_of(factors.GetAll().begin(), factors.GetAll().end(),
+                     [](const Factors::Factor& f) { return f.IsMixture() && f.IsVaried(); });
+}
+
+// (1/p) log det M* of the D-optimal weighting of the candidate runs of `factors` and the runs
+// of `coded`, bounded from above; nothing when the candidates cannot be built, are too many,
+// or cannot support the model.
+std::optional<double> CandidateOptimum(const NCDataMatrix<float>& coded, const Factors& factors,
+                                       const DesignModel& model,
+                                       const NCDOE::Constraints* constraints) {
+  const int columns = model.GetColumnCount(factors);
+  const auto most_points =
+      static_cast<std::size_t>(DesignStatistics::kMaxReferenceEntries / std::max(1, columns));
+  std::optional<CandidateSet> candidates;
+  try {
+    candidates =
+        CandidateSet::Make(factors, DesignStatistics::kReferenceLevels, constraints, most_points);
+  } catch (const Exception&) {
+    return std::nullopt;
+  }
+  // The design's own runs join the candidates, so that the design itself is one of the
+  // weightings searched and never scores above 100.
+  const NCDataMatrix<float>& points = candidates->GetCoded();
+  std::set<std::vector<long long>> known;
+  for (int r = 0; r < points.GetRows(); ++r) known.insert(RunKey(points, r));
+  std::vector<int> extra;
+  for (int r = 0; r < coded.GetRows(); ++r) {
+    if (known.insert(RunKey(coded, r)).second) extra.push_back(r);
+  }
+  const Eigen::Index rows =
+      static_cast<Eigen::Index>(points.GetRows()) + static_cast<Eigen::Index>(extra.size());
+  if (static_cast<double>(rows) * columns > DesignStatistics::kMaxReferenceEntries) {
+    return std::nullopt;
+  }
+  Eigen::MatrixXd f(rows, columns);
+  f.topRows(points.GetRows()) = model.Expand(factors, points);
+  if (!extra.empty()) {
+    NCDataMatrix<float> own(static_cast<int>(extra.size()), coded.GetCols());
+    for (std::size_t i = 0; i < extra.size(); ++i) {
+      for (int c = 0; c < coded.GetCols(); ++c) own(static_cast<int>(i), c) = coded(extra[i], c);
+    }
+    f.bottomRows(static_cast<Eigen::Index>(extra.size())) = model.Expand(factors, own);
+  }
+  const std::optional<internal::ApproximateDOptimum> optimum =
+      internal::ApproximateDOptimum::Find(f);
+  if (!optimum ||
+      optimum->log_det_bound - optimum->log_det_reached > DesignStatistics::kMaxReferenceGap) {
+    return std::nullopt;
+  }
+  return optimum->log_det_bound;
 }
 
 }  // namespace
 
 DesignStatistics::Results DesignStatistics::Compute(const NCDataMatrix<float>& coded,
                                                     const Factors& factors,
-                                                    const DesignModel& model) {
+                                                    const DesignModel& model,
+                                                    const NCDOE::Constraints* constraints) {
   Results results;
   const Eigen::MatrixXd x = model.Expand(factors, coded);
   const int n = static_cast<int>(x.rows());
@@ -73,6 +139,15 @@ DesignStatistics::Results DesignStatistics::Compute(const NCDataMatrix<float>& c
   for (int j = 0; j < p; ++j) log_det += 2.0 * std::log(llt.matrixL()(j, j));
   results.log_det_ = log_det;
   results.d_efficiency_ = 100.0 * std::exp(log_det / p) / n;
+  if (NeedsCandidateReference(factors, constraints)) {
+    if (const std::optional<double> optimum =
+            CandidateOptimum(coded, factors, model, constraints)) {
+      // The design is one of the weightings searched; only rounding could take it above 100.
+      const double per_run = log_det / p - std::log(static_cast<double>(n));
+      results.d_efficiency_ = std::min(100.0, 100.0 * std::exp(per_run - *optimum));
+      results.reference_ = Reference::kCandidateOptimum;
+    }
+  }
   // The prediction variance at each run is the diagonal of X (X'X)^-1 X'.
   const double most = (x * inverse).cwiseProduct(x).rowwise().sum().maxCoeff();
   results.g_efficiency_ = 100.0 * p / (n * most);
@@ -96,6 +171,11 @@ void DesignStatistics::Results::Save(ConfigurationSection& section) const {
   section.WriteBool("Singular", singular_);
   section.WriteDouble("LogDet", log_det_);
   section.WriteDouble("DEfficiency", d_efficiency_);
+  if (reference_ == Reference::kCodedScale) {
+    section.RemoveKey("DEfficiencyReference");
+  } else {
+    section.WriteString("DEfficiencyReference", kReferenceTexts.ValueOf(reference_, ""));
+  }
   section.WriteDouble("GEfficiency", g_efficiency_);
   section.WriteDouble("ConditionNumber", condition_);
   section.WriteInt("ResidualDF", residual_df_);
@@ -114,7 +194,19 @@ void DesignStatistics::Results::Load(const ConfigurationSection& section) {
   section.ReadInt("ModelColumns", read.columns_);
   section.ReadBool("Singular", read.singular_);
   section.ReadDouble("LogDet", read.log_det_);
-  section.ReadDouble("DEfficiency", read.d_efficiency_);
+  if (section.ReadDouble("DEfficiency", read.d_efficiency_)) {
+    read.reference_ = Reference::kCodedScale;
+  }
+  std::string reference;
+  if (section.ReadString("DEfficiencyReference", reference)) {
+    // A text without a row gives back whichever fallback is passed.
+    read.reference_ = kReferenceTexts.CodeOf(reference, Reference::kCodedScale);
+    if (read.reference_ != kReferenceTexts.CodeOf(reference, Reference::kCandidateOptimum)) {
+      throw Exception(ExceptionMessage::translate("The value '%1%' of the key '%2%' is not a "
+                                                  "valid name.") %
+                      reference % "DEfficiencyReference");
+    }
+  }
   section.ReadDouble("GEfficiency", read.g_efficiency_);
   section.ReadDouble("ConditionNumber", read.condition_);
   section.ReadInt("ResidualDF", read.residual_df_);
