@@ -1,13 +1,18 @@
 #include "zubra/platform/util/atomic_file.h"
 
 #include <fcntl.h>
+#include <limits.h>
+#include <signal.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
+#include <ctime>
 #include <string>
 #include <system_error>
+#include <vector>
 
 #include "zubra/platform/util/exception.h"
 
@@ -94,24 +99,110 @@ int SyncFolder(const std::string& folder) {
   return error;
 }
 
-// Opens a new, uniquely named file beside `path`: ".<name>.<pid>.<n>.tmp".
+// Blocks SIGXFSZ in the calling thread for its lifetime, so that a write beyond the file size
+// limit fails with EFBIG instead of ending the process. The kernel sends that signal to the
+// writing thread alone, so it stays pending there and no other thread can take it; it is
+// discarded before the previous mask comes back. A caller that blocks SIGXFSZ itself keeps
+// its mask and its pending signal untouched.
+class FileSizeSignalBlock {
+ public:
+  FileSizeSignalBlock() {
+    sigset_t file_size;
+    ::sigemptyset(&file_size);
+    ::sigaddset(&file_size, SIGXFSZ);
+    active_ = ::pthread_sigmask(SIG_BLOCK, &file_size, &previous_) == 0 &&
+              ::sigismember(&previous_, SIGXFSZ) == 0;
+  }
+  FileSizeSignalBlock(const FileSizeSignalBlock&) = delete;
+  FileSizeSignalBlock& operator=(const FileSizeSignalBlock&) = delete;
+  ~FileSizeSignalBlock() {
+    if (!active_) return;
+    sigset_t file_size;
+    ::sigemptyset(&file_size);
+    ::sigaddset(&file_size, SIGXFSZ);
+    const timespec no_wait{};
+    const int saved_errno = errno;
+    while (::sigtimedwait(&file_size, nullptr, &no_wait) == SIGXFSZ) {
+    }
+    errno = saved_errno;
+    ::pthread_sigmask(SIG_SETMASK, &previous_, nullptr);
+  }
+
+ private:
+  sigset_t previous_{};
+  bool active_ = false;
+};
+
+// The longest file name the folder accepts.
+std::size_t MaxNameLength(const std::string& folder) {
+  const long length = ::pathconf(folder.c_str(), _PC_NAME_MAX);
+  return length > 0 ? static_cast<std::size_t>(length) : NAME_MAX;
+}
+
+// The first bytes of `name` that fit in `length`, not cutting a UTF-8 character in two.
+std::string_view Prefix(std::string_view name, std::size_t length) {
+  if (length >= name.size()) return name;
+  while (length > 0 && (static_cast<unsigned char>(name[length]) & 0xC0U) == 0x80U) --length;
+  return name.substr(0, length);
+}
+
+// Opens a new, uniquely named file in `folder` ("" for the root): ".<name>.<pid>.<n>.tmp",
+// with <name> shortened as far as needed to keep within the folder's name limit (the pid and
+// the counter alone make the name unique).
 int CreateTemporary(const std::string& folder, const std::string& name, std::string& temp_path) {
   static std::atomic<unsigned> counter{0};
+  const std::size_t max_length = MaxNameLength(folder.empty() ? "/" : folder);
   for (int attempt = 0; attempt < 100; ++attempt) {
+    std::string suffix =
+        '.' + std::to_string(::getpid()) + '.' + std::to_string(counter.fetch_add(1)) + ".tmp";
+    const std::size_t room = max_length > suffix.size() + 1 ? max_length - suffix.size() - 1 : 0;
     temp_path = folder;
     temp_path += "/.";
-    temp_path += name;
-    temp_path += '.';
-    temp_path += std::to_string(::getpid());
-    temp_path += '.';
-    temp_path += std::to_string(counter.fetch_add(1));
-    temp_path += ".tmp";
+    temp_path += Prefix(name, room);
+    temp_path += suffix;
     const int fd =
         ::open(temp_path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, 0666);
     if (fd >= 0 || errno != EEXIST) return fd;
   }
   errno = EEXIST;
   return -1;
+}
+
+// The folder part of `path` ("." when there is none, "/" for the root).
+std::string FolderOf(const std::string& path) {
+  const std::size_t slash = path.rfind('/');
+  if (slash == std::string::npos) return ".";
+  return slash == 0 ? "/" : path.substr(0, slash);
+}
+
+// As many links as the system follows in one path before it reports a loop.
+constexpr int kMaxLinks = 40;
+
+// Follows `path` while it is a symbolic link and returns the file it finally names, which may
+// not exist yet (a dangling link names the file to create). A relative target is taken from the
+// link's folder. Returns 0, or ELOOP after too many links or the errno of a failed read.
+int ResolveLinks(const std::string& path, std::string& resolved) {
+  resolved = path;
+  for (int hops = 0;; ++hops) {
+    struct stat info {};
+    if (::lstat(resolved.c_str(), &info) != 0 || !S_ISLNK(info.st_mode)) return 0;
+    if (hops == kMaxLinks) return ELOOP;
+    std::vector<char> target(static_cast<std::size_t>(std::max<off_t>(info.st_size, 0)) + 256);
+    ssize_t length = 0;
+    for (;;) {
+      length = ::readlink(resolved.c_str(), target.data(), target.size());
+      if (length < 0) return errno;
+      if (static_cast<std::size_t>(length) < target.size()) break;
+      target.resize(target.size() * 2);  // the link changed meanwhile and grew
+    }
+    std::string next(target.data(), static_cast<std::size_t>(length));
+    if (next.empty()) return ENOENT;
+    if (next.front() != '/') {
+      const std::string folder = FolderOf(resolved);
+      next = (folder == "/" ? std::string() : folder) + '/' + next;
+    }
+    resolved = std::move(next);
+  }
 }
 
 // Reads the open file to its end into `out`; 0 or the errno.
@@ -137,16 +228,12 @@ int ReadAll(int fd, std::string& out) {
 }  // namespace
 
 void WriteFileAtomically(const std::string& path, std::string_view content) {
-  const std::size_t slash = path.rfind('/');
-  std::string folder;
-  std::string name;
-  if (slash == std::string::npos) {
-    folder = ".";
-    name = path;
-  } else {
-    folder = slash == 0 ? "/" : path.substr(0, slash);
-    name = path.substr(slash + 1);
-  }
+  // Saving through a symbolic link replaces the file it points to and keeps the link.
+  std::string target;
+  if (int error = ResolveLinks(path, target); error != 0) ThrowSaveError(path, error);
+  const std::size_t slash = target.rfind('/');
+  const std::string folder = FolderOf(target);
+  const std::string name = slash == std::string::npos ? target : target.substr(slash + 1);
   if (name.empty() || name == "." || name == "..") ThrowSaveError(path, EISDIR);
 
   std::string temp_path;
@@ -157,14 +244,17 @@ void WriteFileAtomically(const std::string& path, std::string_view content) {
 
   // Keep the permission bits of the file being replaced.
   struct stat existing {};
-  if (::stat(path.c_str(), &existing) == 0 && S_ISREG(existing.st_mode)) {
+  if (::stat(target.c_str(), &existing) == 0 && S_ISREG(existing.st_mode)) {
     static_cast<void>(::fchmod(fd, existing.st_mode & 07777));
   }
 
-  if (int error = WriteAll(fd, content); error != 0) ThrowSaveError(path, error);
+  {
+    const FileSizeSignalBlock file_size_signal;
+    if (int error = WriteAll(fd, content); error != 0) ThrowSaveError(path, error);
+  }
   if (int error = FsyncRetrying(fd); error != 0) ThrowSaveError(path, error);
   if (int error = descriptor.Close(); error != 0) ThrowSaveError(path, error);
-  if (::rename(temporary.Path().c_str(), path.c_str()) != 0) ThrowSaveError(path, errno);
+  if (::rename(temporary.Path().c_str(), target.c_str()) != 0) ThrowSaveError(path, errno);
   temporary.Release();
 
   if (int error = SyncFolder(folder); error != 0) {

@@ -13,12 +13,25 @@ namespace zubra {
 // The text goes to a new temporary file in the same folder; every write is checked, the data
 // is flushed to disk (fsync) and the file closed, then it is renamed over `path` and the
 // folder is flushed so that the rename itself survives a power cut. An existing file keeps
-// its permission bits; a new one gets 0666 less the umask.
+// its permission bits; a new one gets 0666 less the umask. The temporary file is named
+// ".<name>.<pid>.<n>.tmp", with <name> cut short when the whole would exceed the folder's
+// name limit, so any name the folder accepts can be saved.
+//
+// When `path` is a symbolic link (or a chain of them), the file it finally points to is
+// replaced the same way, in that file's folder, and the link stays as it is; a relative
+// target is taken from its link's folder, and a dangling link creates the file it names.
+//
+// A file size limit (RLIMIT_FSIZE) makes the write fail with "File too large" like any other
+// write error; it does not end the process. For this SIGXFSZ is blocked in the calling thread
+// during the write (never process-wide, so other threads and their signal handling are
+// unaffected): the kernel then returns EFBIG, and the signal it raised for this thread is
+// discarded before the thread's previous signal mask is restored. A thread that already blocks
+// SIGXFSZ keeps its mask and finds the signal pending, as it would without this function.
 //
 // Throws Exception naming `path` when any step fails (folder missing or not writable, disk
-// full, file size limit, ...). Up to the rename, a failure removes the temporary file and
-// leaves an existing file at `path` untouched; a failure to flush the folder after the rename
-// is reported as such (the new content is in place but may not be on disk yet).
+// full, file size limit, a loop of symbolic links, ...). Up to the rename, a failure removes
+// the temporary file and leaves an existing file untouched; a failure to flush the folder after
+// the rename is reported as such (the new content is in place but may not be on disk yet).
 void WriteFileAtomically(const std::string& path, std::string_view content);
 
 // Returns the whole content of the file at `path`, byte for byte.
