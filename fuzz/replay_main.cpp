@@ -70,7 +70,12 @@ int main(int argc, char** argv) {
       mutations = std::stoi(arg.substr(12));
       continue;
     }
-    const std::filesystem::path path(arg);
+    const bool optional = arg.rfind("--optional=", 0) == 0;
+    const std::filesystem::path path(optional ? arg.substr(11) : arg);
+    if (optional && !std::filesystem::exists(path)) {
+      std::printf("replay: skipped, the seed folder %s is missing\n", path.c_str());
+      return 77;
+    }
     if (std::filesystem::is_directory(path)) {
       std::vector<std::filesystem::path> files;
       for (const auto& entry : std::filesystem::directory_iterator(path)) {

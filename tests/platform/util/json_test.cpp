@@ -33,6 +33,10 @@ json_value NestedArrays(int depth) { return json_value::parse(Nested(depth, "[",
 TEST(ParseJson, HandlesEveryFileOfTheConformanceSuite) {
   const std::filesystem::path folder =
       std::filesystem::path(ZUBRA_SHARED_TESTDATA_DIR) / "json-test-suite" / "test_parsing";
+  if (!std::filesystem::is_directory(folder)) {
+    GTEST_SKIP() << "The JSON conformance files are missing: there is no folder " << folder
+                 << " (the shared test data, kept beside the source tree).";
+  }
   int files = 0;
   for (const auto& entry : std::filesystem::directory_iterator(folder)) {
     const std::string name = entry.path().filename().string();
