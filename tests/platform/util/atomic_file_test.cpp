@@ -65,10 +65,10 @@ TEST(AtomicFile, FailedReadsAndWritesThrowNamingThePath) {
   for (const auto& [path, reason, write] : rows) {
     SCOPED_TRACE(path);
     if (write) {
-      EXPECT_EQ(ErrorOf([&] { WriteFileAtomically(path, "content"); }),
+      EXPECT_EQ(ErrorOf([&target = path] { WriteFileAtomically(target, "content"); }),
                 "Cannot save the file '" + path + "': " + reason + ".");
     } else {
-      EXPECT_EQ(ErrorOf([&] { ReadWholeFile(path); }),
+      EXPECT_EQ(ErrorOf([&target = path] { ReadWholeFile(target); }),
                 "Cannot read the file '" + path + "': " + reason + ".");
     }
   }

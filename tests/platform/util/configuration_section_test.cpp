@@ -108,7 +108,7 @@ TYPED_TEST(SectionContract, ReadsAcceptOnlyWholeValues) {
     unsigned unsigned_value = 7;
     double double_value = 7.0;
     bool bool_value = true;
-    const std::string error = ErrorOf([&] {
+    const std::string error = ErrorOf([&, type = type] {
       EXPECT_TRUE(type == kInt        ? root.ReadInt("Key", int_value)
                   : type == kUnsigned ? root.ReadUnsigned("Key", unsigned_value)
                   : type == kDouble   ? root.ReadDouble("Key", double_value)

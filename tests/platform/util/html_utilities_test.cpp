@@ -63,7 +63,8 @@ TEST(HtmlUtilities, UnescapeRefusesMalformedAndUnknownEntities) {
       {"&#x110000;", "The character entity '&#x110000" + kNotAllowed},
       {"&#99999999999999999999;", "The character entity '&#99999999999999999999" + kNotAllowed}};
   for (const auto& [text, message] : rows) {
-    EXPECT_EQ(ErrorOf<DecodeError>([&] { HtmlUtilities::Unescape(text); }), message) << text;
+    EXPECT_EQ(ErrorOf<DecodeError>([&text = text] { HtmlUtilities::Unescape(text); }), message)
+        << text;
   }
 }
 
@@ -78,7 +79,7 @@ TEST(HtmlUtilities, URIDecodeUndoesURIEncodeAndRefusesBrokenEscapes) {
   const std::vector<std::pair<std::string, int>> rows = {
       {"%", 1}, {"ab%2", 3}, {"%G0", 1}, {"x%4g", 2}, {"%%41", 1}};
   for (const auto& [text, position] : rows) {
-    EXPECT_EQ(ErrorOf<DecodeError>([&] { HtmlUtilities::URIDecode(text); }),
+    EXPECT_EQ(ErrorOf<DecodeError>([&text = text] { HtmlUtilities::URIDecode(text); }),
               "Invalid percent-encoding at position " + std::to_string(position) +
                   ": '%' must be followed by two hexadecimal digits.")
         << text;

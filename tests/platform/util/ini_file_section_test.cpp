@@ -86,7 +86,7 @@ TEST(IniFileSection, RejectsMalformedText) {
   const std::vector<std::pair<std::string, int>> rows = {
       {"A=1\ngarbage\n", 2}, {"[Temp\nA=1\n", 1}, {"A=1\r\n\r\n=2\r\n", 3}, {"[Temp] junk\n", 1}};
   for (const auto& [text, line] : rows) {
-    EXPECT_EQ(ErrorOf([&] { IniFileSection::LoadString(text); }),
+    EXPECT_EQ(ErrorOf([&text = text] { IniFileSection::LoadString(text); }),
               "The INI text is malformed: line " + std::to_string(line) +
                   " is neither a section, a key=value entry nor a comment.")
         << text;

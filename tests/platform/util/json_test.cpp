@@ -73,7 +73,7 @@ TEST(ParseJson, RefusesBadTextWithAMessageNamingThePlace) {
       {std::string(100000, '['), kTooDeep}};
   for (const auto& [text, start] : rows) {
     SCOPED_TRACE(text.substr(0, 20));
-    const std::string message = ErrorOf([&] { ParseJson(text); });
+    const std::string message = ErrorOf([&text = text] { ParseJson(text); });
     EXPECT_EQ(message.substr(0, start.size()), start) << message;
     EXPECT_TRUE(KtStdString::IsValidUtf8(message));
   }
@@ -98,7 +98,9 @@ TEST(DumpJson, ReplacesInvalidUtf8AndRefusesValuesNestedBeyondTheLimit) {
   for (const auto& [text, written] : rows) {
     json_value value = json_value::object();
     value[text] = text;
-    EXPECT_EQ(ErrorOf([&] { EXPECT_EQ(DumpJson(value), "{" + written + ":" + written + "}"); }),
+    EXPECT_EQ(ErrorOf([&, &written = written] {
+                EXPECT_EQ(DumpJson(value), "{" + written + ":" + written + "}");
+              }),
               "(no exception)");
   }
   EXPECT_EQ(DumpJson(NestedArrays(kMaxJsonDepth)), Nested(kMaxJsonDepth, "[", "", "]"));

@@ -107,7 +107,8 @@ TEST(TinyXML2Section, RejectsDocumentsThatAreNotOurs) {
       {Nested(200), kTooDeep},                             // beyond the parser's own limit
   };
   for (const auto& [xml, message] : rows) {
-    EXPECT_EQ(ErrorOf([&] { TinyXML2Section::LoadString(xml); }), "The XML document " + message)
+    EXPECT_EQ(ErrorOf([&xml = xml] { TinyXML2Section::LoadString(xml); }),
+              "The XML document " + message)
         << xml.substr(0, 80);
   }
   test_support::ScratchFolder folder;

@@ -116,7 +116,6 @@ class BoundWalk {
         high_(high),
         columns_(columns),
         fixed_(fixed),
-        free_(free),
         mixture_(mixture),
         total_(total),
         tolerance_(tolerance),
@@ -165,7 +164,6 @@ class BoundWalk {
   // For every variable, its coefficients in the equations solved for the free variables.
   const std::vector<std::vector<double>>& columns_;
   const std::vector<int>& fixed_;
-  const std::vector<int>& free_;
   bool mixture_;
   double total_;
   double tolerance_;
