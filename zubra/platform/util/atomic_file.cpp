@@ -1,14 +1,14 @@
 #include "zubra/platform/util/atomic_file.h"
 
 #include <fcntl.h>
-#include <limits.h>
-#include <signal.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
+#include <climits>
+#include <csignal>
 #include <ctime>
 #include <string>
 #include <system_error>
@@ -153,7 +153,7 @@ int CreateTemporary(const std::string& folder, const std::string& name, std::str
   static std::atomic<unsigned> counter{0};
   const std::size_t max_length = MaxNameLength(folder.empty() ? "/" : folder);
   for (int attempt = 0; attempt < 100; ++attempt) {
-    std::string suffix =
+    const std::string suffix =
         '.' + std::to_string(::getpid()) + '.' + std::to_string(counter.fetch_add(1)) + ".tmp";
     const std::size_t room = max_length > suffix.size() + 1 ? max_length - suffix.size() - 1 : 0;
     temp_path = folder;
@@ -198,8 +198,9 @@ int ResolveLinks(const std::string& path, std::string& resolved) {
     std::string next(target.data(), static_cast<std::size_t>(length));
     if (next.empty()) return ENOENT;
     if (next.front() != '/') {
-      const std::string folder = FolderOf(resolved);
-      next = (folder == "/" ? std::string() : folder) + '/' + next;
+      std::string folder = FolderOf(resolved);
+      if (folder == "/") folder.clear();
+      next = std::move(folder.append(1, '/').append(next));
     }
     resolved = std::move(next);
   }
