@@ -61,6 +61,7 @@
 #include <zubra/platform/util/json.h>
 #include <zubra/platform/util/key_value_list.h>
 #include <zubra/platform/util/kt_string.h>
+#include <zubra/platform/util/message_sink.h>
 #include <zubra/platform/util/tinyxml2_section.h>
 #include <zubra/platform/util/unique_id.h>
 #include <zubra/platform/util/variable_name_validator.h>
