@@ -1,6 +1,7 @@
 // NCDesign: a generated design, as the design engine hands it over.
 #pragma once
 
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -9,6 +10,8 @@
 #include "zubra/platform/matrix/nc_data_matrix.h"
 
 namespace zubra {
+
+class ConfigurationSection;
 
 // The runs of one design, one row per run and one column per factor (in the order of the
 // Factors it was built for), in two forms:
@@ -49,6 +52,18 @@ class NCDesign {
   [[nodiscard]] const std::vector<RunKind>& GetRunKinds() const { return kinds_; }
   [[nodiscard]] int CountRuns(RunKind kind) const;
   [[nodiscard]] const Generators& GetGenerators() const { return generators_; }
+
+  // Writes the design into `section`: "Type" (the type's text), "Name", "Factors" and "Runs"
+  // (counts), "Factor1".."FactorK" (the names), "Run1".."RunN" (each "block;kind;coded
+  // values;uncoded values", kinds D, A, C, R for design, axial, centre and replicate runs,
+  // values separated by commas in their shortest exact form) and a child "Generators" when
+  // there are generators. Keys and children written earlier by this function are replaced.
+  void Save(ConfigurationSection& section) const;
+  // Reads what Save wrote. Throws Exception with the system's message when a key is missing
+  // or malformed, the counts do not match the keys present, or a value does not read.
+  static std::unique_ptr<NCDesign> Load(const ConfigurationSection& section);
+
+  [[nodiscard]] bool operator==(const NCDesign& other) const;
 
  private:
   EDesign::Type type_;
