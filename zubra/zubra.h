@@ -1,6 +1,8 @@
 // Zubra: the umbrella header. Includes every public class of the library.
 #pragma once
 
+#include <zubra/model/model_spec.h>
+#include <zubra/model/objective.h>
 #include <zubra/model/read_inclusions.h>
 #include <zubra/model/term_info.h>
 #include <zubra/platform/base/c_alpha_lev.h>

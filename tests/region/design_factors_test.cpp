@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "zubra/model/term_info.h"
 #include "zubra/platform/design/ncdoe_constraints.h"
 #include "zubra/platform/matrix/stream_window.h"
 #include "zubra/region/constraints_info.h"
@@ -81,6 +82,26 @@ TEST(DesignFactors, PlateFactorsRestrictTheExtract) {
   EXPECT_EQ(extract.GetCount(), 1);
   EXPECT_EQ(extract.GetDesignIndex(set.GetFactor("Water")), 0);
   EXPECT_EQ(extract.GetDesignIndex(set.GetFactor("Temp")), -1);
+}
+
+TEST(DesignFactors, TermListBecomesTheEnginesModelWithoutTermsOfFixedFactors) {
+  // Factor numbers: Temp 1, Cat 2, Lot 3, Speed 4, One 5, Water 6, Oil 7; design indexes
+  // Temp 0, Cat 1, Speed 2, Water 3, Oil 4.
+  const Variables set = MixedSet();
+  const DesignFactors extract(set);
+  EXPECT_EQ(extract.GetFactorNumber(3), 6);
+  EXPECT_EQ(extract.GetDesignIndexOfNumber(6), 3);
+  EXPECT_EQ(extract.GetDesignIndexOfNumber(3), -1);
+  TermInfo terms("Model");
+  const int rows[][3] = {{0, 0, 0}, {1, 0, 0}, {1, 1, 0}, {2, 1, 0}, {6, 7, 1},
+                         {4, 0, 0},   // constant factor: not estimable
+                         {3, 1, 0},   // design-set factor
+                         {9, 0, 0}};  // no such factor
+  for (const auto& row : rows) ASSERT_EQ(terms.AddItm(0, "", row[0], row[1], row[2]), 0);
+  const std::unique_ptr<DesignModel> model = extract.ToNCDOEModel(terms);
+  EXPECT_EQ(model->GetTerms(),
+            (std::vector<DesignModel::Term>{{}, {0}, {0, 0}, {0, 1}, {0, 3, 4}}));
+  EXPECT_TRUE(model->IsValidFor(extract.GetFactors()));
 }
 
 TEST(ConstraintsInfo, DesignEngineFormUsesDesignIndexesAndSkipsQualitativeFactors) {

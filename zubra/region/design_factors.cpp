@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "zubra/model/term_info.h"
 #include "zubra/platform/matrix/stream_window.h"
 #include "zubra/platform/util/kt_string.h"
 #include "zubra/variables/factor_class.h"
@@ -55,6 +56,7 @@ DesignFactors::DesignFactors(const Variables& variables) { Update(variables); }
 void DesignFactors::Update(const Variables& variables) {
   Factors factors;
   std::vector<std::uint32_t> ids;
+  std::vector<int> numbers;
   std::vector<std::string> problems;
   for (const FactorClass* factor : variables.GetAllFactors()) {
     if (factor->IsDesignSetFactor()) continue;
@@ -65,12 +67,14 @@ void DesignFactors::Update(const Variables& variables) {
     std::string message;
     if (factors.Add(ToEngine(*factor, variables.GetMixtureTotal()), &message)) {
       ids.push_back(factor->GetUniqueID());
+      numbers.push_back(factor->GetNumber());
     } else {
       problems.push_back(std::move(message));
     }
   }
   factors_ = std::move(factors);
   unique_ids_ = std::move(ids);
+  numbers_ = std::move(numbers);
   problems_ = std::move(problems);
 }
 
@@ -85,6 +89,38 @@ int DesignFactors::GetDesignIndex(const FactorClass* factor) const {
   // The unique ID may be shared by an unrelated factor of another set; the name confirms it.
   const int index = static_cast<int>(it - unique_ids_.begin());
   return factors_.GetFactor(index).name == factor->GetName() ? index : -1;
+}
+
+int DesignFactors::GetFactorNumber(int index) const {
+  return index >= 0 && index < static_cast<int>(numbers_.size())
+             ? numbers_[static_cast<std::size_t>(index)]
+             : 0;
+}
+
+int DesignFactors::GetDesignIndexOfNumber(int number) const {
+  if (number <= 0) return -1;
+  const auto it = std::find(numbers_.begin(), numbers_.end(), number);
+  return it == numbers_.end() ? -1 : static_cast<int>(it - numbers_.begin());
+}
+
+std::unique_ptr<DesignModel> DesignFactors::ToNCDOEModel(const TermInfo& terms) const {
+  std::vector<DesignModel::Term> model;
+  for (int i = 1; i <= terms.GetNItm(); ++i) {
+    int num = 0;
+    std::string name;
+    int numbers[3] = {0, 0, 0};
+    if (terms.GetItm(i, num, name, numbers[0], numbers[1], numbers[2]) != 0) continue;
+    DesignModel::Term term;
+    bool estimable = true;
+    for (int number : numbers) {
+      if (number == 0) continue;
+      const int index = GetDesignIndexOfNumber(number);
+      estimable = estimable && index >= 0 && factors_.GetFactor(index).IsVaried();
+      term.push_back(index);
+    }
+    if (estimable) model.push_back(std::move(term));
+  }
+  return std::make_unique<DesignModel>(std::move(model));
 }
 
 void DesignFactors::Show(StreamWindow& out) const {

@@ -3,15 +3,18 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <vector>
 
+#include "zubra/platform/design/design_model.h"
 #include "zubra/platform/design/factors.h"
 
 namespace zubra {
 
 class FactorClass;
 class StreamWindow;
+class TermInfo;
 class Variables;
 
 // The factors that take part in design generation, in the variable set's factor order,
@@ -44,6 +47,19 @@ class DesignFactors {
   // takes no part (design-set factors, factors the engine refused, factors of another set).
   [[nodiscard]] int GetDesignIndex(const FactorClass* factor) const;
 
+  // The factor number (1-based, in the variable set's factor order, as model terms name
+  // factors) of the factor at design index `index`; 0 outside 0..GetCount()-1.
+  [[nodiscard]] int GetFactorNumber(int index) const;
+  // The design index of the factor numbered `number`; -1 when it takes no part.
+  [[nodiscard]] int GetDesignIndexOfNumber(int number) const;
+
+  // The term list `terms` (factor numbers) as the engine's model over this extract: each term
+  // becomes the list of its factors' design indexes, the constant the empty term. A term that
+  // names a factor the designs do not vary (a constant or uncontrolled factor, a design-set
+  // factor, a number that is no factor) is left out, since no design can estimate it. The
+  // caller owns the result.
+  [[nodiscard]] std::unique_ptr<DesignModel> ToNCDOEModel(const TermInfo& terms) const;
+
   // Why factors were left out: one message per factor the engine refused.
   [[nodiscard]] const std::vector<std::string>& GetProblems() const { return problems_; }
 
@@ -53,6 +69,7 @@ class DesignFactors {
  private:
   Factors factors_;
   std::vector<std::uint32_t> unique_ids_;  // of the factors in factors_, in order
+  std::vector<int> numbers_;               // their factor numbers, in order
   std::vector<unsigned long long> redmup_ids_;
   std::vector<std::string> problems_;
 };
