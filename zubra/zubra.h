@@ -5,6 +5,7 @@
 #include <zubra/model/objective.h>
 #include <zubra/model/read_inclusions.h>
 #include <zubra/model/term_info.h>
+#include <zubra/model/zubra_options.h>
 #include <zubra/platform/base/c_alpha_lev.h>
 #include <zubra/platform/base/c_coeff.h>
 #include <zubra/platform/base/c_coeff_list.h>
