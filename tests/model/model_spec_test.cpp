@@ -11,6 +11,7 @@
 
 #include "tests/model/model_test_support.h"
 #include "zubra/platform/design/design_builder.h"
+#include "zubra/platform/design/split_plot_options.h"
 #include "zubra/platform/matrix/stream_window.h"
 #include "zubra/platform/util/configuration_section.h"
 #include "zubra/platform/util/exception.h"
@@ -554,6 +555,56 @@ TEST(ModelSpec, FractionalDesignsKeepTheirGeneratorsAndMixturesTheirReferenceMix
   mix.GenerateDesign(nullptr, nullptr);
   ASSERT_TRUE(mix.IsDesignGenerated());
   EXPECT_EQ(mixture.GetReferenceMixture(), mixture.GetSimplexReferenceMixture());
+}
+
+TEST(ModelSpec, PlateAndStabilityDesignsBringTheirOwnRules) {
+  Variables set = test_support::ProcessSet(4);
+  ModelSpec spec(&set, NewSection());
+  auto plate = std::make_unique<SplitPlotOptions>();
+  plate->Horizontal() = {{0, 1}, EModel::kInteraction, 4};
+  plate->Vertical() = {{2, 3}, EModel::kLinear, 4};
+  DesignOptions options;
+  options.SetDesignSpecificOptions(std::move(plate));
+  spec.SetREDMUPDesign(options);
+  EXPECT_EQ(spec.GetDesignType(), EDesign::kREDMUP);
+  std::string message;
+  EXPECT_TRUE(spec.IsLegal(EObjective::kScreening, message)) << message;
+  // The sides take their models from the plate options, and give them back.
+  const auto ids = [&](const char* first, const char* second) {
+    return std::vector<unsigned long long>{set.GetFactor(first)->GetUniqueID(),
+                                           set.GetFactor(second)->GetUniqueID()};
+  };
+  const std::vector<unsigned long long> horizontal_ids = ids("X1", "X2");
+  const std::vector<unsigned long long> vertical_ids = ids("X3", "X4");
+  ModelSpec horizontal(&set, NewSection(), &horizontal_ids);
+  ModelSpec vertical(&set, NewSection(), &vertical_ids);
+  spec.UpdateREDMUPModel(horizontal, vertical, true);
+  EXPECT_EQ(horizontal.GetProcessModel(), EModel::kInteraction);
+  EXPECT_EQ(vertical.GetRuns(), 4);
+  ASSERT_TRUE(vertical.SetProcessModel(EModel::kInteraction));
+  spec.UpdateREDMUPModel(horizontal, vertical, false);
+  const auto* stored =
+      dynamic_cast<const SplitPlotOptions*>(spec.GetDesignOptions().GetDesignSpecificOptions());
+  ASSERT_NE(stored, nullptr);
+  EXPECT_EQ(stored->Vertical().model, EModel::kInteraction);
+  // A side without factors has no design.
+  auto empty_side = std::make_unique<SplitPlotOptions>();
+  empty_side->Horizontal() = {{0, 1, 2, 3}, EModel::kLinear, 0};
+  options.SetDesignSpecificOptions(std::move(empty_side));
+  spec.SetREDMUPDesign(options);
+  EXPECT_FALSE(spec.IsLegal(EObjective::kScreening, message));
+  EXPECT_EQ(message, "There is no design available.");
+
+  // A stability study judges the design by its own model: every factor crossed with time.
+  Variables study = MakeSet({{"Time", "Ti", CEType::kTime, 0, 0, {"0", "3", "6"}},
+                             {"Temp", "T", CEType::kQuantitative, 25, 40}});
+  ModelSpec stability(&study, NewSection());
+  ASSERT_TRUE(stability.ChangeCurrentDesign(EDesign::kStability, "", EObjective::kScreening,
+                                            EModel::kLinear, false));
+  EXPECT_EQ(Names(stability.GetTermInfo()), "Constant Ti T Ti*T");
+  stability.GenerateDesign(nullptr, nullptr);
+  ASSERT_NE(stability.GetDesignStatistics(), nullptr);
+  EXPECT_EQ(stability.GetDesignStatistics()->GetModelColumns(), 4);
 }
 
 TEST(ModelSpec, EditedTermsFollowTheFactorsAndDefaultTermsAreRebuilt) {

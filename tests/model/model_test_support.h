@@ -20,7 +20,7 @@ struct FactorSpec {
   CEType::EType type = CEType::kQuantitative;
   double low = -1.0;
   double high = 1.0;
-  std::vector<std::string> settings = {};  // qualitative factors
+  std::vector<std::string> settings = {};  // qualitative, multilevel and time factors
   CEUse::EUse use = CEUse::kControlled;
 };
 
@@ -30,8 +30,8 @@ inline Variables MakeSet(const std::vector<FactorSpec>& specs) {
     auto factor = std::make_unique<FactorClass>();
     factor->SetName(spec.name);
     factor->SetAbbr(spec.abbreviation);
-    if (spec.type == CEType::kQualitative) {
-      factor->SetSettings(spec.settings, CEType::kQualitative, spec.use);
+    if (!spec.settings.empty()) {
+      factor->SetSettings(spec.settings, spec.type, spec.use);
     } else if (spec.use == CEUse::kConstant) {
       factor->SetValue(spec.low, spec.type);
     } else {

@@ -871,17 +871,21 @@ std::string ModelSpec::AbbrevToFullName(const std::string& abbreviations) const 
 bool ModelSpec::IsLegal(EObjective::Type objective, std::string& message) const {
   if (const auto* plate =
           dynamic_cast<const SplitPlotOptions*>(GetDesignOptions().GetDesignSpecificOptions())) {
-    const std::unique_ptr<ModelSpec> first = SideSpec(plate->Horizontal());
-    const std::unique_ptr<ModelSpec> second = SideSpec(plate->Vertical());
-    if (objective == EObjective::kProcessMixture) {
-      if (first->IsLegal(EObjective::kScreening, message) &&
-          second->IsLegal(EObjective::kRSM, message)) {
-        return true;
+    // A side without factors has no design; the extract would otherwise take every factor.
+    const auto legal = [&](const SplitPlotOptions::Side& side, EObjective::Type side_objective) {
+      if (side.factors.empty()) {
+        message = ExceptionMessage::translate("There is no design available.");
+        return false;
       }
-      return second->IsLegal(EObjective::kScreening, message) &&
-             first->IsLegal(EObjective::kRSM, message);
+      return SideSpec(side)->IsLegal(side_objective, message);
+    };
+    const SplitPlotOptions::Side& first = plate->Horizontal();
+    const SplitPlotOptions::Side& second = plate->Vertical();
+    if (objective == EObjective::kProcessMixture) {
+      if (legal(first, EObjective::kScreening) && legal(second, EObjective::kRSM)) return true;
+      return legal(second, EObjective::kScreening) && legal(first, EObjective::kRSM);
     }
-    return first->IsLegal(objective, message) && second->IsLegal(objective, message);
+    return legal(first, objective) && legal(second, objective);
   }
   if (objective == EObjective::kRSM) {
     const int factors = GetVariables() != nullptr
