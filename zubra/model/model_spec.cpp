@@ -134,7 +134,9 @@ ModelSpec::ModelSpec(const ModelSpec* other)
       designs_(other->designs_),
       custom_(other->custom_),
       selected_(other->selected_),
-      terms_(other->terms_) {
+      terms_(other->terms_),
+      inclusions_(other->inclusions_),
+      progress_(other->progress_) {
   if (other->statistics_) {
     statistics_ = std::make_unique<DesignStatistics::Results>(*other->statistics_);
   }
@@ -173,6 +175,7 @@ void ModelSpec::Save(ConfigurationSection* section) {
   terms_.Save(&spec);
   if (statistics_) statistics_->Save(spec.CreateChild("Statistics"));
   if (!designs_.empty()) SaveDesigns(spec.CreateChild("Designs"));
+  if (inclusions_.GetRows() > 0) SaveInclusions(spec.CreateChild("Inclusions"));
 }
 
 void ModelSpec::Remove(ConfigurationSection* section) {
@@ -182,9 +185,10 @@ void ModelSpec::Remove(ConfigurationSection* section) {
   section->RemoveChild(kSectionName);
 }
 
-bool ModelSpec::Init(bool strict) {
-  if (!Objective::Init(strict)) return false;
-  const ConfigurationSection* section = GetSection().get();
+bool ModelSpec::Init(bool strict) { return InitFrom(GetSection().get(), strict); }
+
+bool ModelSpec::InitFrom(const ConfigurationSection* section, bool strict) {
+  if (!InitObjectiveFrom(section, strict)) return false;
   if (!Load(section) && !LoadOld(section) && !LoadReallyOld(section)) {
     SetDefaultModelsForObjective(GetObjective());
     ChooseBestDesign();
@@ -952,6 +956,8 @@ DesignOptions ModelSpec::GenerationOptions(const ConstraintsInfo* constraints) c
     auto* optimal = dynamic_cast<DOptimalOptions*>(options.GetDesignSpecificOptions());
     const TermInfo terms = terms_.GetNItm() > 0 ? terms_ : DefaultTerms();
     optimal->SetModel(*GetFactors().ToNCDOEModel(terms));
+    if (inclusions_.GetRows() > 0) optimal->SetInclusions(inclusions_);
+    optimal->SetProgress(progress_);
     if (constraints != nullptr && constraints->NumConstraints() > 0) {
       std::unique_ptr<NCDOE::Constraints> converted = constraints->ToNCConstraint(GetFactors());
       if (converted != nullptr && converted->GetCount() > 0) {
@@ -1092,6 +1098,15 @@ void ModelSpec::SetDesignStatistics(const DesignStatistics::Results* statistics)
       statistics != nullptr ? std::make_unique<DesignStatistics::Results>(*statistics) : nullptr;
 }
 
+bool ModelSpec::SetInclusions(const NCDataMatrix<float>& inclusions) {
+  if (inclusions.GetRows() > 0 && inclusions.GetCols() != GetFactors().GetCount()) return false;
+  if (!(inclusions == inclusions_)) {
+    inclusions_ = inclusions;
+    Discard();
+  }
+  return true;
+}
+
 void ModelSpec::SetREDMUPDesign(const DesignOptions& options) {
   design_type_ = EDesign::kREDMUP;
   design_name_ = BuilderName(EDesign::kREDMUP, "");
@@ -1219,6 +1234,41 @@ void ModelSpec::LoadDesigns(const ConfigurationSection& section) {
   selected_ = selected >= 1 && selected <= GetDesignCount() ? selected : GetDesignCount();
 }
 
+void ModelSpec::SaveInclusions(ConfigurationSection& section) const {
+  section.WriteInt("Runs", inclusions_.GetRows());
+  section.WriteInt("Factors", inclusions_.GetCols());
+  for (int r = 0; r < inclusions_.GetRows(); ++r) {
+    std::string text;
+    for (int c = 0; c < inclusions_.GetCols(); ++c) {
+      if (c > 0) text += ',';
+      text += KtString::FormatShortest(inclusions_(r, c));
+    }
+    section.WriteString("Run" + std::to_string(r + 1), text);
+  }
+}
+
+void ModelSpec::LoadInclusions(const ConfigurationSection& section) {
+  int runs = 0;
+  int factors = 0;
+  if (!section.TryReadInt("Runs", runs) || !section.TryReadInt("Factors", factors) ||
+      factors != GetFactors().GetCount() || runs < 0 ||
+      runs > static_cast<int>(section.GetKeys().size())) {
+    return;  // made for other factors, or damaged: no forced runs
+  }
+  NCDataMatrix<float> read(runs, factors);
+  for (int r = 0; r < runs; ++r) {
+    const std::vector<std::string> cells =
+        KtStdString::Split(section.GetString("Run" + std::to_string(r + 1)), ',');
+    if (static_cast<int>(cells.size()) != factors) return;
+    for (int c = 0; c < factors; ++c) {
+      const std::optional<float> value = KtString::ToFloat(cells[static_cast<std::size_t>(c)]);
+      if (!value) return;
+      read(r, c) = *value;
+    }
+  }
+  inclusions_ = std::move(read);
+}
+
 void ModelSpec::LoadTerms(const ConfigurationSection& section) {
   TermInfo loaded(kTermListName);
   if (!loaded.Load(&section)) {
@@ -1270,6 +1320,10 @@ bool ModelSpec::Load(const ConfigurationSection* section) {
     ApplyKind(MutableDesignOptions(), design_type_, pm_interaction_);
   }
   LoadTerms(*spec);
+  inclusions_ = NCDataMatrix<float>();
+  if (const ConfigurationSection* inclusions = spec->OpenChild("Inclusions")) {
+    LoadInclusions(*inclusions);
+  }
   if (const ConfigurationSection* designs = spec->OpenChild("Designs")) LoadDesigns(*designs);
   design_data_ = spec->GetString("DesignData");
   statistics_.reset();
@@ -1419,6 +1473,10 @@ void ModelSpec::Show(StreamWindow& out) const {
 // --- Internal. ----------------------------------------------------------------------------------
 
 void ModelSpec::Discard() {
+  // The forced runs belong to the factors they were given for.
+  if (inclusions_.GetRows() > 0 && inclusions_.GetCols() != GetFactors().GetCount()) {
+    inclusions_ = NCDataMatrix<float>();
+  }
   designs_.clear();
   custom_.clear();
   selected_ = 0;

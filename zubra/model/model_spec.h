@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstddef>
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -91,10 +92,12 @@ class ModelSpec : public Objective {
   void Save(ConfigurationSection* section) override;
   // Removes "DesignSpec", "ModelSpec" and "NewModelSpec" from `section`.
   void Remove(ConfigurationSection* section) override;
-  // Objective::Init, then the set-up from the shared section: Load, else LoadOld, else
-  // LoadReallyOld; when none of them finds anything, the best design for the objective with
-  // its default model. Returns what Objective::Init returned.
+  // InitFrom the shared section.
   bool Init(bool strict) override;
+  // The objective (InitObjectiveFrom), then the set-up from `section`: Load, else LoadOld,
+  // else LoadReallyOld; when none of them finds anything, the best design for the objective
+  // with its default model. Returns what InitObjectiveFrom returned.
+  bool InitFrom(const ConfigurationSection* section, bool strict);
   // Picks the default models of `type` (SetDefaultModelsForObjective) and the best design of
   // the catalogue for them, and rebuilds the term list.
   void ObjectiveHasChanged(EObjective::Type type, bool notify) override;
@@ -225,6 +228,8 @@ class ModelSpec : public Objective {
   // --------------------------------------------------------------------------------------
 
   [[nodiscard]] const TermInfo& GetTermInfo() const { return terms_; }
+  // True when the term list was edited (it differs from the default model of the factors).
+  [[nodiscard]] bool IsTermListEdited() const { return terms_edited_; }
   // Replaces the term list: false (nothing changed) when a term names a number that is not a
   // factor of the set. Names are rebuilt from the factors; the designs are discarded.
   bool SetTermInfo(const TermInfo& terms);
@@ -337,6 +342,15 @@ class ModelSpec : public Objective {
     return statistics_.get();
   }
   [[nodiscard]] const std::string& GetDesignData() const { return design_data_; }
+  // The runs an optimal design must contain (forced runs, such as runs already made): one row
+  // per run and one column per factor of the extract, in the factors' own units, a
+  // qualitative factor as its setting number. Stored with the set-up; a change discards the
+  // designs. False (nothing changed) when the columns do not match the extract.
+  bool SetInclusions(const NCDataMatrix<float>& inclusions);
+  [[nodiscard]] const NCDataMatrix<float>& GetInclusions() const { return inclusions_; }
+  // Called while an optimal design is searched, with (finished starts, starts); possibly from
+  // a worker thread, never two calls at once. Not stored. May be empty.
+  void SetProgress(std::function<void(int, int)> progress) { progress_ = std::move(progress); }
   // Makes the plate design (type 40) current with `options` (split-plot options), discarding
   // the designs.
   void SetREDMUPDesign(const DesignOptions& options);
@@ -414,6 +428,8 @@ class ModelSpec : public Objective {
   void SaveDesigns(ConfigurationSection& section) const;
   void LoadDesigns(const ConfigurationSection& section);
   void LoadTerms(const ConfigurationSection& section);
+  void SaveInclusions(ConfigurationSection& section) const;
+  void LoadInclusions(const ConfigurationSection& section);
 
   EDesign::Type design_type_ = EDesign::kNone;
   std::string design_name_;
@@ -427,6 +443,8 @@ class ModelSpec : public Objective {
   int selected_ = 0;
   std::unique_ptr<DesignStatistics::Results> statistics_;
   TermInfo terms_;
+  NCDataMatrix<float> inclusions_;
+  std::function<void(int, int)> progress_;
 };
 
 }  // namespace zubra

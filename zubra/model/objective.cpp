@@ -131,10 +131,12 @@ void Objective::Remove(ConfigurationSection* section) {
   if (section != nullptr) section->RemoveChild(kSectionName);
 }
 
-bool Objective::Init(bool strict) {
+bool Objective::Init(bool strict) { return InitObjectiveFrom(section_.get(), strict); }
+
+bool Objective::InitObjectiveFrom(const ConfigurationSection* section, bool strict) {
   initiated_ = false;
   InitDefaultSection(nullptr);
-  if (!Load(section_.get()) && !LoadOld(section_.get()) && strict) return false;
+  if (!Load(section) && !LoadOld(section) && strict) return false;
   initiated_ = true;
   if (options_.GetObjective() == EObjective::kNone) options_.SetObjective(EObjective::kScreening);
   RecomputeAvailable();  // the loaded maximum of runs may differ from the default

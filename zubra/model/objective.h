@@ -69,11 +69,7 @@ class Objective {
   virtual void Save(ConfigurationSection* section);
   // Removes the child "DesignSpec" of `section` when it exists. Null does nothing.
   virtual void Remove(ConfigurationSection* section);
-  // Reads the objective from the shared section: not initiated, InitDefaultSection, then Load;
-  // when that finds nothing, LoadOld; when that finds nothing either and `strict` is set,
-  // returns false (still not initiated). Otherwise initiated, an objective of kNone becomes
-  // screening, and true. Never throws for a garbled section: a part that cannot be read keeps
-  // its value.
+  // Reads the objective from the shared section (InitFrom with it).
   virtual bool Init(bool strict);
   // Called by SetObjective(type, true) after the objective changed, with the same arguments.
   // The objective itself does nothing here; the model specification picks the best design
@@ -151,6 +147,12 @@ class Objective {
   // The older layouts (see the class comment). The objective becomes kNone first; true when
   // the "Objective" child exists, or when the "Status" child names an objective.
   bool LoadOld(const ConfigurationSection* section);
+  // Reads the objective from `section` (may be null): not initiated, InitDefaultSection, then
+  // Load; when that finds nothing, LoadOld; when that finds nothing either and `strict` is
+  // set, returns false (still not initiated). Otherwise initiated, an objective of kNone
+  // becomes screening, and true. Never throws for a garbled section: a part that cannot be
+  // read keeps its value.
+  bool InitObjectiveFrom(const ConfigurationSection* section, bool strict);
 
   // Writes the factor extract, a line break, then "Current Objective : " and the objective's
   // name and a line break.
