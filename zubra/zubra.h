@@ -1,6 +1,7 @@
 // Zubra: the umbrella header. Includes every public class of the library.
 #pragma once
 
+#include <zubra/investigation/investigation.h>
 #include <zubra/model/model_spec.h>
 #include <zubra/model/objective.h>
 #include <zubra/model/read_inclusions.h>

@@ -1,0 +1,283 @@
+#include "zubra/investigation/investigation.h"
+
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <memory>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "tests/platform/util/section_test_support.h"
+#include "zubra/platform/util/exception.h"
+#include "zubra/platform/util/json.h"
+#include "zubra/variables/factor_class.h"
+
+namespace zubra {
+namespace {
+
+using test_support::ScratchFolder;
+
+// A small response-surface study: two process factors, a qualitative one, a response, a
+// derived response, one constraint.
+constexpr const char* kStudy = R"({
+  "format": "zubra-investigation",
+  "version": 1,
+  "name": "Coating",
+  "factors": [
+    {"name": "Temperature", "abbreviation": "T", "unit": "C", "type": "quantitative",
+     "settings": [20, 80]},
+    {"name": "Time", "abbreviation": "Ti", "unit": "min", "type": "quantitative",
+     "settings": [10, 60]},
+    {"name": "Catalyst", "abbreviation": "C", "type": "qualitative", "settings": ["A", "B"]}
+  ],
+  "responses": [
+    {"name": "Yield", "abbreviation": "Y", "unit": "%"},
+    {"name": "Twice", "abbreviation": "Tw", "type": "derived", "formula": "v(4)*2"}
+  ],
+  "constraints": {"columns": ["Temperature", "Time", "Catalyst", "Operator", "Limit"],
+                  "data": [[1, 1, "", ">", 120]]},
+  "design": {"objective": "RSM", "type": "DOptimal", "runs": 16, "seed": 7}
+})";
+
+std::unique_ptr<Investigation> Study() { return Investigation::FromJson(ParseJson(kStudy)); }
+
+std::string ReadAll(const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
+  std::ostringstream out;
+  out << in.rdbuf();
+  return out.str();
+}
+
+void WriteAll(const std::string& path, const std::string& text) {
+  std::ofstream(path, std::ios::binary) << text;
+}
+
+std::vector<std::string> ProblemsOf(const std::function<void()>& call) {
+  try {
+    call();
+  } catch (const InvestigationError& error) {
+    return error.GetProblems();
+  }
+  return {"no error"};
+}
+
+TEST(Investigation, JsonAndXmlFormsRoundTripWithTheGeneratedDesign) {
+  std::unique_ptr<Investigation> study = Study();
+  ASSERT_TRUE(study->Check().empty()) << study->Check().front();
+  study->GenerateDesign(nullptr, nullptr);
+  study->MakeWorksheet(std::nullopt);  // the seed of the document
+  EXPECT_EQ(study->GetWorksheet().GetLastSeed(), 7U);
+  ASSERT_EQ(study->GetWorksheet().GetExperimentCount(),
+            study->GetModelSpec().GetDesign()->GetRuns());
+
+  const json_value json = study->ToJson();
+  const std::unique_ptr<Investigation> from_json = Investigation::FromJson(json);
+  EXPECT_EQ(from_json->ToJson(), json);
+
+  ScratchFolder folder;
+  const std::string xml = folder.File("coating.xml");
+  study->Save(xml);
+  const std::unique_ptr<Investigation> from_xml = Investigation::Open(xml);
+  EXPECT_EQ(from_xml->ToJson(), json);
+  ASSERT_NE(from_xml->GetModelSpec().GetDesign(), nullptr);
+  EXPECT_EQ(*from_xml->GetModelSpec().GetDesign(), *study->GetModelSpec().GetDesign());
+  const std::string json_path = folder.File("coating.json");
+  from_xml->Save(json_path);
+  EXPECT_EQ(Investigation::Open(json_path)->ToJson(), json);
+  EXPECT_THROW(study->Save(folder.File("coating.ini")), Exception);  // read only
+}
+
+TEST(Investigation, TheSameSeedGivesTheSameWorksheet) {
+  std::vector<std::string> texts;
+  for (int i = 0; i < 2; ++i) {
+    std::unique_ptr<Investigation> study = Study();
+    study->GenerateDesign(nullptr, nullptr);
+    study->MakeWorksheet(4242U);
+    texts.push_back(study->GetWorksheet().ToText());
+  }
+  EXPECT_EQ(texts[0], texts[1]);
+}
+
+TEST(Investigation, EditsKeepTermsFormulasConstraintsAndColumnsTogether) {
+  std::unique_ptr<Investigation> study = Study();
+  study->GenerateDesign(nullptr, nullptr);
+  study->MakeWorksheet(1U);
+  const int runs = study->GetWorksheet().GetExperimentCount();
+  study->GetWorksheet().SetValue(1, "Yield", 55.5);
+
+  auto pressure = std::make_unique<FactorClass>();
+  pressure->SetName("Pressure");
+  pressure->SetAbbr("P");
+  pressure->SetValue(1, 5, CEType::kQuantitative, true);
+  std::string message;
+  ASSERT_EQ(study->AddFactor(std::move(pressure), 2, &message), Variables::kOk) << message;
+  Investigation& s = *study;
+  EXPECT_EQ(s.GetVariables().GetFactor("Pressure")->GetNumber(), 2);
+  EXPECT_FALSE(s.GetModelSpec().IsDesignGenerated());
+  // The formula follows the response it named (Yield moved from 4 to 5).
+  EXPECT_EQ(s.GetResponses().GetResponse("Twice")->GetFormula(), "v(5)*2");
+  // Worksheet cells follow their variables; the new factor's cells are missing.
+  EXPECT_EQ(s.GetWorksheet().GetExperimentCount(), runs);
+  EXPECT_EQ(s.GetWorksheet().GetFloatValue(1, "Yield"), 55.5);
+  EXPECT_EQ(s.GetWorksheet().GetFloatValue(1, "Pressure"), kUndefined);
+  // The constraint keeps its coefficients by factor name.
+  const ConstraintsInfo& constraints = s.GetConstraints();
+  EXPECT_EQ(constraints.GetConstraint(1)->GetValue(constraints.GetIndex("Time")), 1.0);
+  EXPECT_FALSE(constraints.GetConstraint(1)->HasValue(constraints.GetIndex("Pressure")));
+  // The default quadratic model takes in the new factor.
+  EXPECT_EQ(s.GetModelSpec().GetTermInfo().GetTermNam(3), "P");
+
+  ASSERT_TRUE(s.DeleteFactor("Time"));
+  EXPECT_EQ(s.GetResponses().GetResponse("Twice")->GetFormula(), "v(4)*2");
+  EXPECT_EQ(s.GetConstraints().NumValues(), 3);
+  for (int i = 1; i <= s.GetModelSpec().GetTermInfo().GetNItm(); ++i) {
+    EXPECT_EQ(s.GetModelSpec().GetTermInfo().GetTermNam(i).find("Ti"), std::string::npos);
+  }
+  EXPECT_EQ(s.GetWorksheet().GetCellIndex("Time"), 0);
+  EXPECT_EQ(s.GetWorksheet().GetFloatValue(1, "Yield"), 55.5);
+  EXPECT_FALSE(s.DeleteFactor("Time"));
+
+  // A rename carries the factor's coefficients and cells along.
+  const double first_temperature = s.GetWorksheet().GetFloatValue(1, "Temperature");
+  EXPECT_FALSE(s.RenameFactor("Temperature", "Pressure", &message));
+  ASSERT_TRUE(s.RenameFactor("Temperature", "Temp", &message)) << message;
+  EXPECT_EQ(s.GetWorksheet().GetFloatValue(1, "Temp"), first_temperature);
+  EXPECT_EQ(s.GetConstraints().GetConstraint(1)->GetValue(s.GetConstraints().GetIndex("Temp")),
+            1.0);
+
+  // Refusals change nothing.
+  auto twin = std::make_unique<FactorClass>();
+  twin->SetName("Pressure");
+  twin->SetAbbr("P2");
+  twin->SetValue(0, 1, CEType::kQuantitative, true);
+  EXPECT_NE(s.AddFactor(std::move(twin), 0, &message), Variables::kOk);
+  EXPECT_EQ(message, "The factor name already exists. Please change to a unique name.");
+  auto same_abbreviation = std::make_unique<ResponseEx>();
+  same_abbreviation->GetResponseClass()->SetName("Purity");
+  same_abbreviation->GetResponseClass()->SetAbbr("Y");
+  EXPECT_EQ(s.AddResponse(std::move(same_abbreviation), &message), Variables::kAbbrNotUnique);
+  EXPECT_EQ(message, "The abbreviation of 'Purity' is already used by another variable.");
+  EXPECT_EQ(s.GetResponses().GetCount(), 2);
+  EXPECT_TRUE(s.DeleteResponse("Yield"));
+  EXPECT_EQ(s.GetWorksheet().GetCellIndex("Yield"), 0);
+  EXPECT_EQ(s.GetVariables().GetResponse("Yield"), nullptr);
+}
+
+TEST(Investigation, UnsoundDocumentsListEveryProblem) {
+  struct Row {
+    const char* name;
+    const char* json;
+    std::vector<std::string> problems;
+  };
+  const Row rows[] = {
+      {"not an object", "[1, 2]", {"The document is not a JSON object."}},
+      {"a misspelt member and a wrong type",
+       R"({"factors": {}, "desing": {}})",
+       {"investigation: unknown member 'desing'.",
+        "investigation: the member 'factors' has the wrong type."}},
+      {"factors the validators refuse",
+       R"({"factors": [
+            {"name": "A", "abbreviation": "A", "type": "quantitative", "settings": [0, 1]},
+            {"name": "a", "abbreviation": "B", "type": "quantitative", "settings": [0, 1]},
+            {"name": "C", "abbreviation": "a b", "type": "quantitative", "settings": [0, 1]},
+            {"name": "D", "abbreviation": "D", "type": "sideways", "settings": [0, 1]},
+            {"abbreviation": "E"}]})",
+       {"factor 2 ('a'): The factor name already exists. Please change to a unique name.",
+        "factor 3 ('C'): Abbreviations may not contain the following characters:\n\n[ ] ( ) and "
+        "SPACE.",
+        "factor 4: Parse error: illegal factor type.", "factor 5: it needs a \"name\"."}},
+      {"design settings the design refuses",
+       R"({"factors": [
+            {"name": "A", "abbreviation": "A", "type": "quantitative", "settings": [0, 1]},
+            {"name": "B", "abbreviation": "B", "type": "quantitative", "settings": [0, 1]}],
+          "design": {"objective": "Sideways", "type": "FullFactorial", "blocks": 3,
+                     "terms": ["A*Q"], "seed": -1}})",
+       {"design: 'Sideways' is not an objective.",
+        "design: the design cannot be divided into 3 blocks; it offers 1.",
+        "design: the term \"A*Q\" names no factor of the investigation.",
+        "design: the seed must be a whole number from 0 to 4294967295."}},
+      {"options and constraints",
+       R"({"options": {"power": 2}, "constraints": {"columns": ["Limit"], "data": []}})",
+       {"constraints: Parse error. Constraint operator and/or limits columns missing.",
+        "options: Illegal power value."}},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.name);
+    EXPECT_EQ(ProblemsOf([&] { Investigation::FromJson(ParseJson(row.json)); }), row.problems);
+  }
+}
+
+TEST(Investigation, FilesThatAreNotInvestigationsAreRefusedWithTheirName) {
+  ScratchFolder folder;
+  struct Row {
+    const char* file;
+    const char* content;  // null: no file
+    const char* problem;
+  };
+  const std::string missing = folder.File("missing.json");
+  const Row rows[] = {
+      {"missing.json", nullptr, "does not exist"},
+      {"empty.xml", "  \n", "is empty"},
+      {"truncated.xml", "<?xml version=\"1.0\"?><zubra version=\"1\"><section name=\"Factors\">",
+       "line"},
+      {"truncated.json", R"({"factors": [)", "JSON"},
+      {"garbled.xml", "<zubra version=\"1\"><value>no key</value></zubra>", "key"},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.file);
+    const std::string path = folder.File(row.file);
+    if (row.content != nullptr) WriteAll(path, row.content);
+    try {
+      Investigation::Open(path);
+      ADD_FAILURE() << "opened";
+    } catch (const InvestigationError& error) {
+      EXPECT_NE(error.Message().find(path), std::string::npos) << error.Message();
+      ASSERT_FALSE(error.GetProblems().empty());
+      EXPECT_NE(error.GetProblems().front().find(row.problem), std::string::npos)
+          << error.GetProblems().front();
+    }
+  }
+}
+
+TEST(Investigation, AFailedSaveLeavesTheOldFileAsItWas) {
+  ScratchFolder folder;
+  const std::string path = folder.File("study.xml");
+  std::unique_ptr<Investigation> study = Study();
+  study->Save(path);
+  const std::string before = ReadAll(path);
+  study->GenerateDesign(nullptr, nullptr);
+  study->MakeWorksheet(3U);
+  {
+    // Room for half of the new file only.
+    const test_support::FileSizeLimit limit(before.size() / 2);
+    EXPECT_THROW(study->Save(path), Exception);
+  }
+  EXPECT_EQ(ReadAll(path), before);
+  EXPECT_EQ(folder.CountEntries(), 1);  // no temporary file left
+  EXPECT_NO_THROW(Investigation::Open(path));
+}
+
+TEST(Investigation, TheOlderIniFormIsRead) {
+  ScratchFolder folder;
+  const std::string path = folder.File("older.ini");
+  WriteAll(path,
+           "[Factors]\nTemp=1\nSpeed=2\n"
+           "[Temp]\nName=Temp\nAbbreviation=T\nType=Quantitative\nUse=Controlled\n"
+           "Settings=20,80\n"
+           "[Speed]\nName=Speed\nAbbreviation=S\nType=Quantitative\nUse=Controlled\n"
+           "Settings=1,3\n"
+           "[Responses]\nYield=1\n[Yield]\nName=Yield\nAbbreviation=Y\n"
+           "[Objective]\nObjective=RSM\n"
+           "[Options]\nPower=0.9\n");
+  const std::unique_ptr<Investigation> study = Investigation::Open(path);
+  EXPECT_EQ(study->GetVariables().GetFactorCount(), 2);
+  EXPECT_EQ(study->GetResponses().GetCount(), 1);
+  EXPECT_EQ(study->GetModelSpec().GetObjective(), EObjective::kRSM);
+  EXPECT_EQ(study->GetModelSpec().GetProcessModel(), EModel::kQuadratic);
+  EXPECT_EQ(study->GetOptions().GetPower(), 0.9);
+  EXPECT_TRUE(study->Check().empty());
+}
+
+}  // namespace
+}  // namespace zubra

@@ -1,0 +1,953 @@
+#include "zubra/investigation/investigation.h"
+
+#include <algorithm>
+#include <cctype>
+#include <limits>
+#include <utility>
+
+#include "zubra/platform/base/undefined.h"
+#include "zubra/platform/design/all_designs.h"
+#include "zubra/platform/design/design_builder.h"
+#include "zubra/platform/util/atomic_file.h"
+#include "zubra/platform/util/configuration_section.h"
+#include "zubra/platform/util/ini_file_section.h"
+#include "zubra/platform/util/kt_string.h"
+#include "zubra/platform/util/tinyxml2_section.h"
+#include "zubra/variables/factor_class.h"
+
+namespace zubra {
+namespace {
+
+constexpr const char* kFormatName = "zubra-investigation";
+constexpr int kFormatVersion = 1;
+
+// The text of `problems` as one message: the heading, then one problem a line.
+std::string JoinProblems(const std::vector<std::string>& problems, const std::string& origin) {
+  std::string text =
+      origin.empty()
+          ? ExceptionMessage::translate("The investigation is not sound:").str()
+          : (ExceptionMessage::translate("Cannot open the investigation '{}':") % origin).str();
+  for (const std::string& problem : problems) text += "\n  - " + problem;
+  return text;
+}
+
+// The message of a refusal by the variable set.
+std::string AdmissionMessage(Variables::Error code, const std::string& name) {
+  switch (code) {
+    case Variables::kNotDefined:
+      return ExceptionMessage::translate("The variable '{}' is not completely defined.") % name;
+    case Variables::kIllegalName:
+      return ExceptionMessage::translate("The name '{}' is not a legal variable name.") % name;
+    case Variables::kNameExists:
+      return ExceptionMessage::translate("A variable named '{}' already exists.") % name;
+    case Variables::kAbbrNotUnique:
+      return ExceptionMessage::translate(
+                 "The abbreviation of '{}' is already used by another "
+                 "variable.") %
+             name;
+    case Variables::kInvalidSettings:
+      return ExceptionMessage::translate("The settings of the factor '{}' are not valid.") % name;
+    case Variables::kSecondFiller:
+      return ExceptionMessage::translate(
+                 "'{}' cannot be a filler: there can be only one filler "
+                 "factor.") %
+             name;
+    default:
+      return ExceptionMessage::translate("The variable '{}' cannot be added.") % name;
+  }
+}
+
+std::string Lower(std::string_view text) { return KtStdString::ToLower(text); }
+
+// Reads a whole JSON member of the expected kind, or records the problem.
+const json_value* Member(const json_value& object, const char* key, json_value::value_t kind,
+                         const std::string& where, std::vector<std::string>& problems) {
+  const auto it = object.find(key);
+  if (it == object.end()) return nullptr;
+  const bool number_ok = (kind == json_value::value_t::number_float && it->is_number()) ||
+                         (kind == json_value::value_t::number_integer && IsInteger(*it));
+  if (it->type() != kind && !number_ok) {
+    problems.push_back(ExceptionMessage::translate("{}: the member '{}' has the wrong type.") %
+                       where % key);
+    return nullptr;
+  }
+  return &*it;
+}
+
+// Records a problem for every member of `object` that is not one of `known`.
+void CheckMembers(const json_value& object, std::initializer_list<const char*> known,
+                  const std::string& where, std::vector<std::string>& problems) {
+  for (const auto& [key, value] : object.items()) {
+    if (std::none_of(known.begin(), known.end(), [&](const char* k) { return key == k; })) {
+      problems.push_back(ExceptionMessage::translate("{}: unknown member '{}'.") % where % key);
+    }
+  }
+}
+
+// A number that fits an int, or nullopt.
+std::optional<int> AsInt(const json_value& value) {
+  if (!IsInteger(value)) return std::nullopt;
+  const auto number = value.get<std::int64_t>();
+  if (number < std::numeric_limits<int>::min() || number > std::numeric_limits<int>::max()) {
+    return std::nullopt;
+  }
+  return static_cast<int>(number);
+}
+
+// The term written as abbreviations joined by "*" ("Constant" for the constant), as factor
+// numbers; nullopt when a part names no factor or there are more than three.
+std::optional<std::array<int, 3>> TermFromText(const Variables& variables, std::string_view text) {
+  std::array<int, 3> numbers{0, 0, 0};
+  if (KtStdString::EqualsNoCase(KtStdString::Trim(text), "Constant")) return numbers;
+  std::size_t slot = 0;
+  for (const std::string& part : KtStdString::Split(text, '*')) {
+    const FactorClass* factor = variables.GetFactorFromAbbr(KtStdString::Trim(part));
+    if (factor == nullptr) factor = variables.GetFactor(KtStdString::Trim(part));
+    if (factor == nullptr || slot >= 3) return std::nullopt;
+    numbers[slot++] = factor->GetNumber();
+  }
+  return numbers;
+}
+
+}  // namespace
+
+InvestigationError::InvestigationError(std::vector<std::string> problems, const std::string& origin)
+    : Exception(JoinProblems(problems, origin)), problems_(std::move(problems)) {}
+
+// --- Construction. --------------------------------------------------------------------------
+
+Investigation::Investigation() { Reset(); }
+
+Investigation::~Investigation() = default;
+
+void Investigation::Reset() {
+  // The dependent parts first, so that none outlives what it points to.
+  worksheet_.reset();
+  model_.reset();
+  constraints_.reset();
+  responses_ = std::make_unique<ResponseManager>();
+  variables_ = std::make_unique<Variables>();
+  constraints_ = std::make_unique<ConstraintsInfo>(variables_.get());
+  model_ = std::make_unique<ModelSpec>(variables_.get(), nullptr);
+  model_->ForceInitiated(true);
+  worksheet_ = std::make_unique<WorksheetInfo>(variables_.get(), responses_.get());
+  options_ = ZubraOptions();
+  options_.MakeSureOptionsAreAvailable(model_.get());
+}
+
+Investigation::Snapshot Investigation::TakeSnapshot() const {
+  Snapshot snapshot;
+  if (constraints_->NumConstraints() > 0) snapshot.constraints = constraints_->ToJson();
+  if (worksheet_->GetExperimentCount() > 0) {
+    snapshot.worksheet = worksheet_->ToJson();
+    snapshot.worksheet["runOrderFloor"] = worksheet_->GetRunOrderFloor();
+  }
+  return snapshot;
+}
+
+void Investigation::RebindByName(const Snapshot& snapshot) {
+  auto constraints = std::make_unique<ConstraintsInfo>(variables_.get());
+  if (!snapshot.constraints.is_null()) constraints->FromJson(snapshot.constraints);
+  auto sheet = std::make_unique<WorksheetInfo>(variables_.get(), responses_.get());
+  sheet->SetRunOrderFloor(worksheet_->GetRunOrderFloor());
+  if (!snapshot.worksheet.is_null()) sheet->FromJson(snapshot.worksheet);
+  constraints_ = std::move(constraints);
+  worksheet_ = std::move(sheet);
+}
+
+// --- Edits. ----------------------------------------------------------------------------------
+
+Variables::Error Investigation::AddFactor(std::unique_ptr<FactorClass> factor, int number,
+                                          std::string* message) {
+  std::string reason;
+  if (factor == nullptr) {
+    if (message != nullptr) *message = AdmissionMessage(Variables::kNoVariable, "");
+    return Variables::kNoVariable;
+  }
+  std::string name = factor->GetName();
+  std::string abbreviation = factor->GetAbbr();
+  std::string unit = factor->GetUnits();
+  if (!FactorClass::CheckValidName(name, reason, *variables_, "") ||
+      !FactorClass::CheckValidAbbrevation(abbreviation, reason) ||
+      !FactorClass::CheckValidUnits(unit, reason)) {
+    if (message != nullptr) *message = std::move(reason);
+    return Variables::kIllegalName;
+  }
+  factor->SetName(name);
+  factor->SetAbbr(abbreviation);
+  factor->SetUnits(unit);
+  const Variables::Error code = variables_->IsLegal(factor.get());
+  if (code != Variables::kOk) {
+    if (message != nullptr) *message = AdmissionMessage(code, name);
+    return code;
+  }
+  const Snapshot snapshot = TakeSnapshot();
+  const int factors = variables_->GetFactorCount();
+  const int slot = number >= 1 && number <= factors ? number : factors + 1;
+  const int placed = variables_->Insert(slot, std::move(factor), false);
+  const int inserted = variables_->GetVariable(placed)->GetNumber();
+  responses_->UpdateDerivedAfterNewOrDelFactor(inserted, true);
+  model_->FactorInserted(inserted);
+  RebindByName(snapshot);
+  options_.MakeSureOptionsAreAvailable(model_.get());
+  return Variables::kOk;
+}
+
+bool Investigation::DeleteFactor(std::string_view name) {
+  const FactorClass* factor = variables_->GetFactor(name);
+  if (factor == nullptr) return false;
+  const int number = factor->GetNumber();
+  const Snapshot snapshot = TakeSnapshot();
+  if (variables_->Delete(name) != Variables::kOk) return false;
+  responses_->UpdateDerivedAfterNewOrDelFactor(number, false);
+  model_->FactorRemoved(number);
+  RebindByName(snapshot);
+  options_.MakeSureOptionsAreAvailable(model_.get());
+  return true;
+}
+
+bool Investigation::RenameFactor(std::string_view name, std::string new_name,
+                                 std::string* message) {
+  FactorClass* factor = variables_->GetFactor(name);
+  if (factor == nullptr) {
+    if (message != nullptr) {
+      *message = ExceptionMessage::translate("There is no factor named '{}'.") % name;
+    }
+    return false;
+  }
+  const std::string old_name = factor->GetName();
+  std::string reason;
+  if (!FactorClass::CheckValidName(new_name, reason, *variables_, old_name)) {
+    if (message != nullptr) *message = std::move(reason);
+    return false;
+  }
+  Snapshot snapshot = TakeSnapshot();
+  for (json_value* table : {&snapshot.constraints, &snapshot.worksheet}) {
+    if (table->is_null()) continue;
+    for (json_value& column : (*table)["columns"]) {
+      if (column.is_string() && column.get<std::string>() == old_name) column = new_name;
+    }
+  }
+  factor->SetName(new_name);
+  variables_->Sort();  // refreshes the name lookups
+  model_->FactorsChanged();
+  RebindByName(snapshot);
+  return true;
+}
+
+void Investigation::FactorChanged(std::string_view /*name*/) {
+  const Snapshot snapshot = TakeSnapshot();
+  model_->FactorsChanged();
+  RebindByName(snapshot);
+  options_.MakeSureOptionsAreAvailable(model_.get());
+}
+
+Variables::Error Investigation::AddResponse(std::unique_ptr<ResponseEx> response,
+                                            std::string* message) {
+  if (response == nullptr) {
+    if (message != nullptr) *message = AdmissionMessage(Variables::kNoVariable, "");
+    return Variables::kNoVariable;
+  }
+  const std::string name = response->GetResponseClass()->GetName();
+  const Snapshot snapshot = TakeSnapshot();
+  Variables::Error code = variables_->IsLegal(response->GetResponseClass());
+  if (code == Variables::kOk && !responses_->Add(std::move(response))) {
+    code = Variables::kNameExists;
+  }
+  if (code == Variables::kOk) code = responses_->MoveDefinitionTo(*variables_, name);
+  if (code != Variables::kOk) {
+    responses_->Delete(name);
+    if (message != nullptr) *message = AdmissionMessage(code, name);
+    return code;
+  }
+  RebindByName(snapshot);
+  return Variables::kOk;
+}
+
+bool Investigation::DeleteResponse(std::string_view name) {
+  if (responses_->GetResponse(name) == nullptr) return false;
+  const std::string held(name);
+  const Snapshot snapshot = TakeSnapshot();
+  const int slot = variables_->GetSlot(held);
+  // The working form goes first: it reads its definition, which the set owns.
+  responses_->Delete(held);
+  if (slot > 0) variables_->Delete(held);
+  RebindByName(snapshot);
+  return true;
+}
+
+// --- Checking and the main job. -----------------------------------------------------------------
+
+std::vector<std::string> Investigation::Check() const {
+  std::vector<std::string> problems = model_->GetFactors().GetProblems();
+  for (int i = 1; i <= constraints_->NumConstraints(); ++i) {
+    const ConstraintsInfo::Constraint* constraint = constraints_->GetConstraint(i);
+    if (!constraints_->IsValid(constraint) ||
+        constraint->GetExcludeType() == ConstraintsInfo::kNoOperator) {
+      problems.push_back(ExceptionMessage::translate(
+                             "Constraint {} is not complete: it needs an operator, a limit and "
+                             "a coefficient, and may not mix process and mixture factors.") %
+                         i);
+    }
+  }
+  std::string message;
+  if (!model_->IsLegal(model_->GetObjective(), message)) {
+    problems.push_back(message);
+  } else if (!model_->IsDesignValid(&message)) {
+    problems.push_back(message);
+  }
+  return problems;
+}
+
+void Investigation::GenerateDesign(const bool* cancel, std::function<void(int, int)> progress) {
+  model_->SetProgress(std::move(progress));
+  try {
+    model_->GenerateDesign(constraints_.get(), cancel);
+  } catch (...) {
+    model_->SetProgress(nullptr);
+    throw;
+  }
+  model_->SetProgress(nullptr);
+  options_.MakeSureOptionsAreAvailable(model_.get());
+}
+
+void Investigation::MakeWorksheet(std::optional<std::uint32_t> seed) {
+  const std::shared_ptr<const NCDesign> design = model_->GetDesign();
+  if (design == nullptr) {
+    throw Exception(ExceptionMessage::translate("No design has been generated."));
+  }
+  auto sheet = std::make_unique<WorksheetInfo>(variables_.get(), responses_.get());
+  sheet->CreateFromDesign(*design);
+  sheet->SetRunOrder(1, -1, -1, true, false, seed.has_value() ? seed : seed_);
+  worksheet_ = std::move(sheet);
+}
+
+// --- The configuration-section forms.
+// --------------------------------------------------------------
+
+void Investigation::ToSection(ConfigurationSection& root) const {
+  root.WriteString("Format", kFormatName);
+  root.WriteInt("Version", kFormatVersion);
+  root.WriteString("Name", name_);
+  root.WriteString("Description", description_);
+  if (seed_) root.WriteString("Seed", std::to_string(*seed_));
+  root.RemoveChild("Factors");
+  ConfigurationSection& factors = root.CreateChild("Factors");
+  factors.WriteDouble("MixtureTotal", variables_->GetMixtureTotal());
+  factors.WriteBool("UsePseudoComponents", variables_->GetUsePseudoComponents());
+  int index = 0;
+  for (const FactorClass* factor : variables_->GetAllFactors()) {
+    factor->Save(factors.CreateChild("Factor", ++index));
+  }
+  responses_->Save(root);
+  root.RemoveChild("Constraints");
+  ConfigurationSection& constraints = root.CreateChild("Constraints");
+  for (int i = 1; i <= constraints_->NumConstraints(); ++i) {
+    const ConstraintsInfo::Constraint* constraint = constraints_->GetConstraint(i);
+    ConfigurationSection& child = constraints.CreateChild("Constraint", i);
+    child.WriteString("Operator", constraint->GetExcludeType() == ConstraintsInfo::kLess      ? "<"
+                                  : constraint->GetExcludeType() == ConstraintsInfo::kGreater ? ">"
+                                                                                              : "");
+    child.WriteDouble("Limit", constraint->GetLimit());
+    ConfigurationSection& coefficients = child.CreateChild("Coefficients");
+    for (int v = 1; v <= constraints_->NumValues(); ++v) {
+      if (constraint->HasValue(v)) {
+        coefficients.WriteDouble(constraints_->ValueName(v), constraint->GetValue(v));
+      }
+    }
+  }
+  model_->Save(&root);
+  root.RemoveChild("Options");
+  options_.SaveOptions(root.CreateChild("Options"));
+  root.RemoveChild("Worksheet");
+  ConfigurationSection& sheet = root.CreateChild("Worksheet");
+  sheet.WriteInt("RunOrderFloor", worksheet_->GetRunOrderFloor());
+  sheet.WriteString("Text", worksheet_->GetExperimentCount() > 0 ? worksheet_->ToText() : "");
+}
+
+std::unique_ptr<Investigation> Investigation::FromSection(const ConfigurationSection& root) {
+  auto study = std::make_unique<Investigation>();
+  Investigation& s = *study;
+  std::vector<std::string> problems;
+  const auto fail = [&](const char* part, const std::exception& error) {
+    problems.push_back(ExceptionMessage::translate("{}: {}") % part % error.what());
+  };
+  s.name_ = root.GetString("Name");
+  s.description_ = root.GetString("Description");
+  if (std::string seed; root.ReadString("Seed", seed)) {
+    const std::optional<double> value = KtString::ToDouble(seed);
+    if (value && *value >= 0 && *value <= 4294967295.0 &&
+        *value == static_cast<std::uint32_t>(*value)) {
+      s.seed_ = static_cast<std::uint32_t>(*value);
+    } else {
+      problems.push_back(ExceptionMessage::translate("The seed '{}' is not a whole number from 0 "
+                                                     "to 4294967295.") %
+                         seed);
+    }
+  }
+
+  // Factors and the response definitions.
+  try {
+    if (const auto* ini = dynamic_cast<const IniFileSection*>(&root)) {
+      s.variables_->ReadIniFile(*ini);
+      // The responses come again with their working forms below.
+      for (const ResponseClass* response : s.variables_->GetAllResponses()) {
+        s.variables_->Detach(response->GetName());
+      }
+    } else if (const ConfigurationSection* factors = root.OpenChild("Factors")) {
+      double total = 1.0;
+      if (factors->TryReadDouble("MixtureTotal", total)) s.variables_->SetMixtureTotal(total);
+      bool pseudo = false;
+      if (factors->TryReadBool("UsePseudoComponents", pseudo)) {
+        s.variables_->SetUsePseudoComponents(pseudo);
+      }
+      for (int index : factors->GetChildIndexes("Factor")) {
+        auto factor = std::make_unique<FactorClass>();
+        factor->Load(*factors->OpenChild("Factor", index));
+        const std::string name = factor->GetName();
+        std::string message;
+        if (s.AddFactor(std::move(factor), 0, &message) != Variables::kOk) {
+          problems.push_back(ExceptionMessage::translate("Factors, factor {} ('{}'): {}") % index %
+                             name % message);
+        }
+      }
+    }
+  } catch (const std::exception& error) {
+    fail("Factors", error);
+  }
+  try {
+    const Snapshot snapshot = s.TakeSnapshot();
+    s.responses_->Load(root);
+    for (const std::string& name : s.responses_->GetNames()) {
+      const Variables::Error code = s.responses_->MoveDefinitionTo(*s.variables_, name);
+      if (code != Variables::kOk) {
+        problems.push_back(ExceptionMessage::translate("Responses, response '{}': {}") % name %
+                           AdmissionMessage(code, name));
+        s.responses_->Delete(name);
+      }
+    }
+    s.RebindByName(snapshot);
+  } catch (const std::exception& error) {
+    fail("Responses", error);
+  }
+
+  // The set-up, the constraints, the options and the worksheet, now that the factors are in.
+  s.model_->UpdateFactors();
+  s.model_->InitFrom(&root, false);
+  if (const ConfigurationSection* constraints = root.OpenChild("Constraints")) {
+    for (int index : constraints->GetChildIndexes("Constraint")) {
+      const ConfigurationSection* child = constraints->OpenChild("Constraint", index);
+      const std::string op = child->GetString("Operator");
+      ConstraintsInfo::Constraint* constraint =
+          s.constraints_->AddConstraint(op == "<"   ? ConstraintsInfo::kLess
+                                        : op == ">" ? ConstraintsInfo::kGreater
+                                                    : ConstraintsInfo::kNoOperator);
+      double limit = kUndefined;
+      child->TryReadDouble("Limit", limit);
+      constraint->SetLimit(limit);
+      if (const ConfigurationSection* coefficients = child->OpenChild("Coefficients")) {
+        for (const std::string& key : coefficients->GetKeys()) {
+          double value = kUndefined;
+          const int column = s.constraints_->GetIndex(key);
+          if (column < 1 || !coefficients->TryReadDouble(key, value)) {
+            problems.push_back(ExceptionMessage::translate("Constraints, constraint {}: the "
+                                                           "coefficient of '{}' does not read.") %
+                               index % key);
+            continue;
+          }
+          constraint->SetValue(column, value);
+        }
+      }
+    }
+  }
+  const ConfigurationSection* options = root.OpenChild("Options");
+  if (options != nullptr) s.options_.LoadOptions(*options);
+  s.options_.MakeSureOptionsAreAvailable(s.model_.get());
+  if (const ConfigurationSection* sheet = root.OpenChild("Worksheet")) {
+    int floor = 0;
+    if (sheet->TryReadInt("RunOrderFloor", floor)) s.worksheet_->SetRunOrderFloor(floor);
+    const std::string text = sheet->GetString("Text");
+    std::string message;
+    if (!text.empty() && !s.worksheet_->FromText(text, &message)) {
+      problems.push_back(ExceptionMessage::translate("Worksheet: {}") % message);
+    }
+  }
+  if (!problems.empty()) throw InvestigationError(std::move(problems));
+  return study;
+}
+
+// --- The JSON form.
+// --------------------------------------------------------------------------------
+
+json_value Investigation::DesignToJson() const {
+  const ModelSpec& spec = *model_;
+  json_value design = json_value::object();
+  design["objective"] = EObjective::GetString(spec.GetObjective());
+  if (spec.GetDesignType() != EDesign::kNone) {
+    design["type"] = EDesign::GetString(spec.GetDesignType());
+    design["name"] = spec.GetDesignName();
+  }
+  if (spec.GetProcessModel() != EModel::kNone) {
+    design["model"] = EModel::GetString(spec.GetProcessModel());
+  }
+  if (spec.GetMixtureModel() != EModel::kNone) {
+    design["mixtureModel"] = EModel::GetString(spec.GetMixtureModel());
+  }
+  if (spec.IsPMInteraction()) design["processMixtureInteraction"] = true;
+  design["runs"] = spec.GetRuns();
+  const auto blocks = static_cast<int>(spec.GetBlocks());
+  design["centerPoints"] = spec.GetCenterPoints() / std::max(1, blocks);
+  design["replicates"] = spec.GetReplicates();
+  if (spec.GetReplicatedRuns() > 0) design["replicatedRuns"] = spec.GetReplicatedRuns();
+  design["blocks"] = blocks;
+  if (spec.GetBlocksInteractions()) design["blockInteractions"] = true;
+  if (spec.GetDesignOptions().HasStarDistance()) {
+    design["starDistance"] = spec.GetStarDistance();
+  }
+  if (spec.GetLayers() != 1) design["layers"] = spec.GetLayers();
+  if (spec.GetMaxLegalRuns() != DesignOptions::kDefaultMaxRuns) {
+    design["maxRuns"] = spec.GetMaxLegalRuns();
+  }
+  if (spec.IsTermListEdited()) {
+    json_value terms = json_value::array();
+    for (int i = 1; i <= spec.GetTermInfo().GetNItm(); ++i) {
+      const std::array<int, 3> f = spec.GetTermInfo().GetTerm(i)->GetFactors();
+      terms.push_back(ModelSpec::MakeTermString(variables_.get(), f[0], f[1], f[2]));
+    }
+    design["terms"] = std::move(terms);
+  }
+  const NCDataMatrix<float>& inclusions = spec.GetInclusions();
+  if (inclusions.GetRows() > 0) {
+    const Factors& factors = spec.GetFactors().GetFactors();
+    json_value rows = json_value::array();
+    for (int r = 0; r < inclusions.GetRows(); ++r) {
+      json_value row = json_value::object();
+      for (int c = 0; c < factors.GetCount(); ++c) {
+        const Factors::Factor& factor = factors.GetFactor(c);
+        const float value = inclusions(r, c);
+        const auto setting = static_cast<std::size_t>(value) - 1;
+        if (factor.IsQualitative() && value >= 1.0F && setting < factor.settings.size()) {
+          row[factor.name] = factor.settings[setting];
+        } else {
+          row[factor.name] = value;
+        }
+      }
+      rows.push_back(std::move(row));
+    }
+    design["inclusions"] = std::move(rows);
+  }
+  if (seed_) design["seed"] = *seed_;
+  return design;
+}
+
+void Investigation::DesignFromJson(const json_value& design, std::vector<std::string>& problems) {
+  const std::string where = "design";
+  CheckMembers(
+      design,
+      {"objective", "type", "name", "model", "mixtureModel", "processMixtureInteraction", "runs",
+       "centerPoints", "replicates", "replicatedRuns", "blocks", "blockInteractions",
+       "starDistance", "layers", "maxRuns", "terms", "inclusions", "seed"},
+      where, problems);
+  using Kind = json_value::value_t;
+  ModelSpec& spec = *model_;
+  const auto text = [&](const char* key) {
+    const json_value* value = Member(design, key, Kind::string, where, problems);
+    return value != nullptr ? std::optional<std::string>(value->get<std::string>()) : std::nullopt;
+  };
+  const auto integer = [&](const char* key) -> std::optional<int> {
+    const json_value* value = Member(design, key, Kind::number_integer, where, problems);
+    if (value == nullptr) return std::nullopt;
+    const std::optional<int> number = AsInt(*value);
+    if (!number) {
+      problems.push_back(ExceptionMessage::translate("{}: '{}' is out of range.") % where % key);
+    }
+    return number;
+  };
+  const auto model_of = [&](const char* key) -> std::optional<EModel::Type> {
+    const std::optional<std::string> name = text(key);
+    if (!name) return std::nullopt;
+    const EModel::Type model = EModel::GetType(*name);
+    if (model == EModel::kNone) {
+      problems.push_back(ExceptionMessage::translate("{}: '{}' is not a model type.") % where %
+                         *name);
+      return std::nullopt;
+    }
+    return model;
+  };
+
+  if (const std::optional<int> most = integer("maxRuns")) {
+    if (!spec.SetMaxRuns(*most)) {
+      problems.push_back(ExceptionMessage::translate("{}: the most runs must be from 1 to {}.") %
+                         where % spec.GetMaxLegalRuns());
+    }
+  }
+  if (const std::optional<std::string> name = text("objective")) {
+    const EObjective::Type objective = EObjective::GetType(*name);
+    if (objective == EObjective::kNone) {
+      problems.push_back(ExceptionMessage::translate("{}: '{}' is not an objective.") % where %
+                         *name);
+    } else {
+      spec.SetObjective(objective, true);
+    }
+  }
+  const std::optional<EModel::Type> model = model_of("model");
+  const std::optional<EModel::Type> mixture_model = model_of("mixtureModel");
+  if (const json_value* value =
+          Member(design, "processMixtureInteraction", Kind::boolean, where, problems)) {
+    spec.SetPMInteraction(value->get<bool>());
+  }
+  const std::optional<std::string> type_text = text("type");
+  const std::optional<std::string> name = text("name");
+  if (type_text.has_value() || name.has_value()) {
+    EDesign::Type type = type_text ? EDesign::GetType(*type_text) : spec.GetDesignType();
+    if (type == EDesign::kNone && name.has_value()) {
+      // The design named by its builder's name alone ("CCF", "D-Optimal").
+      for (const DesignBuilder* builder : AllDesigns::ClassicAndREDMUPDesigns()) {
+        if (KtStdString::EqualsNoCase(builder->GetName(), *name)) type = builder->GetType();
+      }
+    }
+    const EModel::Type first_model =
+        model.value_or(spec.GetFactors().GetFactors().GetProcessCount() > 0
+                           ? spec.GetProcessModel()
+                           : mixture_model.value_or(spec.GetMixtureModel()));
+    if (!spec.ChangeCurrentDesign(type, name.value_or(""), spec.GetObjective(), first_model,
+                                  false)) {
+      std::string why = ExceptionMessage::translate("There is no design available.");
+      if (const DesignBuilder* builder = AllDesigns::GetDesignBuilder(type, name.value_or(""))) {
+        DesignOptions options =
+            builder->MakeOptions(spec.GetFactors().GetFactors(), spec.GetDesignOptions());
+        builder->IsValid(spec.GetFactors().GetFactors(), options, &why);
+      }
+      problems.push_back(ExceptionMessage::translate("{}: the design '{}' cannot be used: {}") %
+                         where % type_text.value_or(name.value_or("")) % why);
+    }
+    if (mixture_model && spec.GetFactors().GetFactors().GetProcessCount() > 0 &&
+        !spec.SetMixtureModel(*mixture_model)) {
+      problems.push_back(ExceptionMessage::translate("{}: the design cannot carry the mixture "
+                                                     "model '{}'.") %
+                         where % EModel::GetString(*mixture_model));
+    }
+  } else {
+    if (model && !spec.ChangeProcessModel(*model)) {
+      problems.push_back(ExceptionMessage::translate("{}: no design can carry the model '{}'.") %
+                         where % EModel::GetString(*model));
+    }
+    if (mixture_model && !spec.ChangeMixtureModel(*mixture_model)) {
+      problems.push_back(ExceptionMessage::translate("{}: no design can carry the mixture model "
+                                                     "'{}'.") %
+                         where % EModel::GetString(*mixture_model));
+    }
+  }
+
+  if (const std::optional<int> layers = integer("layers"); layers && !spec.SetLayers(*layers)) {
+    problems.push_back(ExceptionMessage::translate("{}: the design cannot have {} layers.") %
+                       where % *layers);
+  }
+  if (const std::optional<int> runs = integer("runs"); runs && *runs > 0) {
+    spec.SetRuns(*runs, false);  // the design's own check below names what is wrong
+  }
+  if (const std::optional<int> blocks = integer("blocks"); blocks && *blocks != 1) {
+    if (*blocks < 1 || !spec.SetBlocks(static_cast<std::size_t>(*blocks))) {
+      std::string offered;
+      for (std::size_t count : spec.GetAvalibleBlocks()) {
+        offered += (offered.empty() ? "" : ", ") + std::to_string(count);
+      }
+      problems.push_back(ExceptionMessage::translate("{}: the design cannot be divided into {} "
+                                                     "blocks; it offers {}.") %
+                         where % *blocks % offered);
+    }
+  }
+  if (const std::optional<int> centers = integer("centerPoints");
+      centers && !spec.SetCenterPoints(*centers)) {
+    problems.push_back(ExceptionMessage::translate("{}: the design cannot have {} centre points "
+                                                   "in each block.") %
+                       where % *centers);
+  }
+  if (const std::optional<int> replicates = integer("replicates");
+      replicates && !spec.SetReplicates(*replicates)) {
+    problems.push_back(ExceptionMessage::translate("{}: the replicates may not be negative.") %
+                       where);
+  }
+  if (const std::optional<int> runs = integer("replicatedRuns")) spec.SetReplicatedRuns(*runs);
+  if (const json_value* value =
+          Member(design, "blockInteractions", Kind::boolean, where, problems)) {
+    spec.SetBlocksInteractions(value->get<bool>());
+  }
+  if (const json_value* value =
+          Member(design, "starDistance", Kind::number_float, where, problems)) {
+    std::string message;
+    if (!spec.SetStarDistance(value->get<float>(), &message)) {
+      problems.push_back(where + ": " + message);
+    }
+  }
+  if (const json_value* terms = Member(design, "terms", Kind::array, where, problems)) {
+    TermInfo list("Model");
+    for (const json_value& term : *terms) {
+      const std::optional<std::array<int, 3>> numbers =
+          term.is_string() ? TermFromText(*variables_, term.get<std::string>()) : std::nullopt;
+      if (!numbers) {
+        problems.push_back(ExceptionMessage::translate("{}: the term {} names no factor of the "
+                                                       "investigation.") %
+                           where % term.dump());
+        continue;
+      }
+      list.AddItm(0, "", (*numbers)[0], (*numbers)[1], (*numbers)[2]);
+    }
+    list.SortItm();
+    spec.SetTermInfo(list);
+  }
+  if (const json_value* rows = Member(design, "inclusions", Kind::array, where, problems)) {
+    const Factors& factors = spec.GetFactors().GetFactors();
+    NCDataMatrix<float> inclusions(static_cast<int>(rows->size()), factors.GetCount());
+    int r = 0;
+    for (const json_value& row : *rows) {
+      for (int c = 0; c < factors.GetCount(); ++c) {
+        const Factors::Factor& factor = factors.GetFactor(c);
+        const json_value* cell = row.is_object() ? FindMember(row, factor.name) : nullptr;
+        float value = kUndefined;
+        if (cell != nullptr && factor.IsQualitative() && cell->is_string()) {
+          const auto it =
+              std::find(factor.settings.begin(), factor.settings.end(), cell->get<std::string>());
+          if (it != factor.settings.end()) {
+            value = static_cast<float>(it - factor.settings.begin() + 1);
+          }
+        } else if (cell != nullptr && cell->is_number() && !factor.IsQualitative()) {
+          value = cell->get<float>();
+        }
+        if (IsUndefined(value) && factor.IsVaried()) {
+          problems.push_back(ExceptionMessage::translate("{}: forced run {} has no usable value "
+                                                         "for '{}'.") %
+                             where % (r + 1) % factor.name);
+        }
+        inclusions(r, c) = value;
+      }
+      ++r;
+    }
+    spec.SetInclusions(inclusions);
+  }
+  if (const json_value* value = Member(design, "seed", Kind::number_integer, where, problems)) {
+    if (value->is_number_unsigned() && value->get<std::uint64_t>() <= 4294967295ULL) {
+      seed_ = static_cast<std::uint32_t>(value->get<std::uint64_t>());
+    } else {
+      problems.push_back(ExceptionMessage::translate("{}: the seed must be a whole number from 0 "
+                                                     "to 4294967295.") %
+                         where);
+    }
+  }
+}
+
+json_value Investigation::ToJson() const {
+  json_value json = json_value::object();
+  json["format"] = kFormatName;
+  json["version"] = kFormatVersion;
+  json["name"] = name_;
+  if (!description_.empty()) json["description"] = description_;
+  if (variables_->IsAnyMixture() && variables_->GetMixtureTotal() != 1.0) {
+    json["mixtureTotal"] = variables_->GetMixtureTotal();
+  }
+  json_value factors = json_value::array();
+  for (const FactorClass* factor : variables_->GetAllFactors()) factors.push_back(factor->ToJson());
+  json["factors"] = std::move(factors);
+  json_value responses = json_value::array();
+  for (const ResponseEx* response : responses_->GetResponses()) {
+    responses.push_back(response->ToJson());
+  }
+  json["responses"] = std::move(responses);
+  if (constraints_->NumConstraints() > 0) json["constraints"] = constraints_->ToJson();
+  json["design"] = DesignToJson();
+  json["options"] = options_.ToJson();
+  if (worksheet_->GetExperimentCount() > 0) json["worksheet"] = worksheet_->ToJson();
+  return json;
+}
+
+std::unique_ptr<Investigation> Investigation::FromJson(const json_value& json) {
+  std::vector<std::string> problems;
+  if (!json.is_object()) {
+    throw InvestigationError(
+        {ExceptionMessage::translate("The document is not a JSON object.").str()});
+  }
+  CheckMembers(json,
+               {"format", "version", "name", "description", "mixtureTotal", "factors", "responses",
+                "constraints", "design", "options", "worksheet"},
+               "investigation", problems);
+  using Kind = json_value::value_t;
+  if (const json_value* format = Member(json, "format", Kind::string, "investigation", problems);
+      format != nullptr && format->get<std::string>() != kFormatName) {
+    problems.push_back(ExceptionMessage::translate("The document's format is '{}', not '{}'.") %
+                       format->get<std::string>() % kFormatName);
+  }
+  if (const json_value* version =
+          Member(json, "version", Kind::number_integer, "investigation", problems);
+      version != nullptr && AsInt(*version).value_or(0) > kFormatVersion) {
+    problems.push_back(ExceptionMessage::translate("The document is of version {}; this "
+                                                   "version of Zubra reads up to {}.") %
+                       version->dump() % kFormatVersion);
+  }
+  auto study = std::make_unique<Investigation>();
+  Investigation& s = *study;
+  if (const json_value* name = Member(json, "name", Kind::string, "investigation", problems)) {
+    s.name_ = name->get<std::string>();
+  }
+  if (const json_value* text =
+          Member(json, "description", Kind::string, "investigation", problems)) {
+    s.description_ = text->get<std::string>();
+  }
+  if (const json_value* total =
+          Member(json, "mixtureTotal", Kind::number_float, "investigation", problems);
+      total != nullptr && !s.variables_->SetMixtureTotal(total->get<double>())) {
+    problems.push_back(
+        ExceptionMessage::translate("The mixture total must be a positive number.").str());
+  }
+  if (const json_value* factors = Member(json, "factors", Kind::array, "investigation", problems)) {
+    int index = 0;
+    for (const json_value& item : *factors) {
+      ++index;
+      auto factor = std::make_unique<FactorClass>();
+      try {
+        if (!item.is_object() || !factor->Load(item)) {
+          problems.push_back(ExceptionMessage::translate("factor {}: it needs a \"name\".") %
+                             index);
+          continue;
+        }
+      } catch (const Exception& error) {
+        problems.push_back(ExceptionMessage::translate("factor {}: {}") % index % error.what());
+        continue;
+      }
+      const std::string name = factor->GetName();
+      std::string message;
+      if (s.AddFactor(std::move(factor), 0, &message) != Variables::kOk) {
+        problems.push_back(ExceptionMessage::translate("factor {} ('{}'): {}") % index % name %
+                           message);
+      }
+    }
+  }
+  if (const json_value* responses =
+          Member(json, "responses", Kind::array, "investigation", problems)) {
+    int index = 0;
+    for (const json_value& item : *responses) {
+      ++index;
+      auto response = std::make_unique<ResponseEx>();
+      if (!item.is_object() || !response->Load(item)) {
+        problems.push_back(ExceptionMessage::translate("response {}: it needs a \"name\".") %
+                           index);
+        continue;
+      }
+      const std::string name = response->GetResponseClass()->GetName();
+      std::string message;
+      if (s.AddResponse(std::move(response), &message) != Variables::kOk) {
+        problems.push_back(ExceptionMessage::translate("response {} ('{}'): {}") % index % name %
+                           message);
+      }
+    }
+  }
+  if (const json_value* constraints =
+          Member(json, "constraints", Kind::object, "investigation", problems)) {
+    try {
+      s.constraints_->FromJson(*constraints);
+    } catch (const Exception& error) {
+      problems.push_back(ExceptionMessage::translate("constraints: {}") % error.what());
+    }
+  }
+  if (const json_value* design = Member(json, "design", Kind::object, "investigation", problems)) {
+    s.DesignFromJson(*design, problems);
+  }
+  if (const json_value* options =
+          Member(json, "options", Kind::object, "investigation", problems)) {
+    try {
+      s.options_.FromJson(*options);
+    } catch (const Exception& error) {
+      problems.push_back(ExceptionMessage::translate("options: {}") % error.what());
+    }
+  }
+  s.options_.MakeSureOptionsAreAvailable(s.model_.get());
+  if (const json_value* sheet =
+          Member(json, "worksheet", Kind::object, "investigation", problems)) {
+    try {
+      s.worksheet_->FromJson(*sheet);
+    } catch (const Exception& error) {
+      problems.push_back(ExceptionMessage::translate("worksheet: {}") % error.what());
+    }
+  }
+  if (!problems.empty()) throw InvestigationError(std::move(problems));
+  return study;
+}
+
+// --- Files.
+// ----------------------------------------------------------------------------------------
+
+std::optional<Investigation::Format> Investigation::FormatOf(std::string_view path) {
+  const std::size_t dot = path.rfind('.');
+  const std::size_t slash = path.find_last_of("/\\");
+  if (dot == std::string_view::npos || (slash != std::string_view::npos && dot < slash)) {
+    return std::nullopt;
+  }
+  const std::string extension = Lower(path.substr(dot + 1));
+  if (extension == "json") return Format::kJson;
+  if (extension == "xml") return Format::kXml;
+  if (extension == "ini") return Format::kIni;
+  return std::nullopt;
+}
+
+std::unique_ptr<Investigation> Investigation::Open(const std::string& path) {
+  std::optional<std::string> text;
+  try {
+    text = ReadFileIfExists(path);
+  } catch (const Exception& error) {
+    throw InvestigationError({error.Message()}, path);
+  }
+  if (!text) {
+    throw InvestigationError(
+        {(ExceptionMessage::translate("The file '{}' does not exist.") % path).str()}, path);
+  }
+  const std::size_t first = text->find_first_not_of(" \t\r\n\xEF\xBB\xBF");
+  if (first == std::string::npos) {
+    throw InvestigationError(
+        {(ExceptionMessage::translate("The file '{}' is empty.") % path).str()}, path);
+  }
+  std::optional<Format> format = FormatOf(path);
+  if (!format) {
+    format = (*text)[first] == '{'   ? Format::kJson
+             : (*text)[first] == '<' ? Format::kXml
+                                     : Format::kIni;
+  }
+  try {
+    switch (*format) {
+      case Format::kJson:
+        return FromJson(ParseJson(*text));
+      case Format::kXml:
+        return FromSection(*TinyXML2Section::LoadString(*text));
+      case Format::kIni:
+        return FromSection(*IniFileSection::LoadString(*text));
+    }
+  } catch (const InvestigationError& error) {
+    throw InvestigationError(error.GetProblems(), path);
+  } catch (const Exception& error) {
+    throw InvestigationError({error.Message()}, path);
+  }
+  return nullptr;
+}
+
+void Investigation::Save(const std::string& path) const {
+  const std::optional<Format> format = FormatOf(path);
+  if (format == Format::kIni) {
+    throw Exception(ExceptionMessage::translate("Cannot save '{}': the older INI form is read "
+                                                "only; save as .xml or .json.") %
+                    path);
+  }
+  std::string content;
+  if (format == Format::kJson) {
+    content = DumpJson(ToJson(), 2) + "\n";
+  } else {
+    TinyXML2Section root;
+    ToSection(root);
+    content = root.ToString();
+  }
+  try {
+    WriteFileAtomically(path, content);
+  } catch (const Exception& error) {
+    throw Exception(ExceptionMessage::translate("Cannot save the investigation '{}': {}") % path %
+                    error.Message());
+  }
+}
+
+}  // namespace zubra
