@@ -136,7 +136,8 @@ ModelSpec::ModelSpec(const ModelSpec* other)
       selected_(other->selected_),
       terms_(other->terms_),
       inclusions_(other->inclusions_),
-      progress_(other->progress_) {
+      progress_(other->progress_),
+      design_constraints_(other->design_constraints_) {
   if (other->statistics_) {
     statistics_ = std::make_unique<DesignStatistics::Results>(*other->statistics_);
   }
@@ -995,6 +996,10 @@ void ModelSpec::GenerateDesign(const ConstraintsInfo* constraints, const bool* c
   if (IsFractional(design_type_) && GetDesignOptions().GetGenerators().IsEmpty()) {
     MutableDesignOptions().SetGenerators(design->GetGenerators().WithoutBlocks());
   }
+  const auto* optimal = dynamic_cast<const DOptimalOptions*>(options.GetDesignSpecificOptions());
+  if (optimal != nullptr && optimal->GetConstraints() != nullptr) {
+    design_constraints_ = std::make_shared<NCDOE::Constraints>(*optimal->GetConstraints());
+  }
   designs_.push_back(std::move(design));
   custom_.push_back(false);
   selected_ = static_cast<int>(designs_.size());
@@ -1473,6 +1478,7 @@ void ModelSpec::Show(StreamWindow& out) const {
 // --- Internal. ----------------------------------------------------------------------------------
 
 void ModelSpec::Discard() {
+  design_constraints_.reset();
   // The forced runs belong to the factors they were given for.
   if (inclusions_.GetRows() > 0 && inclusions_.GetCols() != GetFactors().GetCount()) {
     inclusions_ = NCDataMatrix<float>();
@@ -1495,7 +1501,7 @@ void ModelSpec::ComputeStatistics() {
     return;
   }
   statistics_ = std::make_unique<DesignStatistics::Results>(
-      DesignStatistics::Compute(design->GetCoded(), factors, *model));
+      DesignStatistics::Compute(design->GetCoded(), factors, *model, design_constraints_.get()));
 }
 
 }  // namespace zubra

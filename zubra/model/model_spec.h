@@ -22,6 +22,9 @@ namespace zubra {
 
 class ConfigurationSection;
 class ConstraintsInfo;
+namespace NCDOE {
+class Constraints;
+}  // namespace NCDOE
 class DesignBuilder;
 class StreamWindow;
 class Variables;
@@ -445,6 +448,9 @@ class ModelSpec : public Objective {
   TermInfo terms_;
   NCDataMatrix<float> inclusions_;
   std::function<void(int, int)> progress_;
+  // The constraints the designs were generated under (in the engine's form), which the
+  // statistics measure the D-efficiency against; none when the designs were not constrained.
+  std::shared_ptr<const NCDOE::Constraints> design_constraints_;
 };
 
 }  // namespace zubra
