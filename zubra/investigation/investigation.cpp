@@ -614,9 +614,11 @@ void Investigation::DesignFromJson(const json_value& design, std::vector<std::st
                                   false)) {
       std::string why = ExceptionMessage::translate("There is no design available.");
       if (const DesignBuilder* builder = AllDesigns::GetDesignBuilder(type, name.value_or(""))) {
-        DesignOptions options =
+        const DesignOptions options =
             builder->MakeOptions(spec.GetFactors().GetFactors(), spec.GetDesignOptions());
-        builder->IsValid(spec.GetFactors().GetFactors(), options, &why);
+        if (builder->IsValid(spec.GetFactors().GetFactors(), options, &why)) {
+          why = ExceptionMessage::translate("it does not serve the objective with this model.");
+        }
       }
       problems.push_back(ExceptionMessage::translate("{}: the design '{}' cannot be used: {}") %
                          where % type_text.value_or(name.value_or("")) % why);
