@@ -3,11 +3,14 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <bit>
 #include <climits>
 #include <cstdint>
 #include <limits>
 #include <memory>
+#include <random>
+#include <set>
 #include <string>
 #include <tuple>
 #include <vector>
@@ -178,6 +181,66 @@ TYPED_TEST(SectionContract, IndexedChildrenListTheIndexesInUseAndCountToTheLarge
   EXPECT_EQ(list.OpenChild("Term", 0), nullptr);
   EXPECT_EQ(ErrorOf([&] { list.CreateChild("Term", 0); }),
             "The index 0 of the section 'Term' is not a positive number.");
+}
+
+// Random creations and removals of named and indexed children, checked against plain lists
+// and again after a reload: finding a child by name must agree with the children in order.
+TYPED_TEST(SectionContract, ManyChildrenAreFoundAfterEveryCreationAndRemoval) {
+  std::mt19937 random(7);
+  std::uniform_int_distribution<int> pick(1, 200);
+  TypeParam root;
+  ConfigurationSection& parent = root.CreateChild("Parent");
+  Strings named;  // in order of creation
+  std::set<int> indexes;
+  const auto child_name = [](int n) {
+    return "Factor " + std::string(1, char('A' + n % 26)) + std::string(1, char('a' + n / 26));
+  };
+  for (int step = 0; step < 3000; ++step) {
+    const int n = pick(random);
+    const bool indexed = n % 2 == 0;
+    const bool remove = pick(random) < 80;
+    const std::string name = child_name(n);
+    if (indexed && remove) {
+      ASSERT_EQ(parent.RemoveChild("Term", n), indexes.erase(n) == 1) << step;
+    } else if (indexed) {
+      parent.CreateChild("Term", n).WriteInt("Num", n);
+      indexes.insert(n);
+    } else if (remove) {
+      const auto it = std::find(named.begin(), named.end(), name);
+      ASSERT_EQ(parent.RemoveChild(name), it != named.end()) << step;
+      if (it != named.end()) named.erase(it);
+    } else {
+      parent.CreateChild(name).SetValue("Name", name);
+      if (std::find(named.begin(), named.end(), name) == named.end()) named.push_back(name);
+    }
+    const int probe = pick(random);
+    const ConfigurationSection* by_index = parent.OpenChild("Term", probe);
+    ASSERT_EQ(by_index != nullptr, indexes.contains(probe)) << step;
+    if (by_index != nullptr) {
+      ASSERT_EQ(by_index->GetInt("Num", 0), probe) << step;
+    }
+    const ConfigurationSection* by_name = parent.OpenChild(child_name(probe));
+    ASSERT_EQ(by_name != nullptr,
+              std::find(named.begin(), named.end(), child_name(probe)) != named.end())
+        << step;
+    if (by_name != nullptr) {
+      ASSERT_EQ(by_name->GetValue("Name"), child_name(probe)) << step;
+    }
+  }
+  const auto loaded = Reload(root);
+  const ConfigurationSection* parent_loaded = loaded->OpenChild("Parent");
+  ASSERT_NE(parent_loaded, nullptr);
+  EXPECT_EQ(parent_loaded->GetChildIndexes("Term"),
+            std::vector<int>(indexes.begin(), indexes.end()));
+  // An INI file lists every section from the root, indexed ones and the parent included.
+  Strings names = (root.IsIni() ? *loaded : *parent_loaded).GetChildNames();
+  std::erase_if(names, [](const std::string& name) { return !name.starts_with("Factor "); });
+  EXPECT_EQ(names, named);
+  for (const std::string& name : named) {
+    const ConfigurationSection* child = parent_loaded->OpenChild(name);
+    ASSERT_NE(child, nullptr) << name;
+    EXPECT_EQ(child->GetValue("Name"), name);
+  }
 }
 
 TYPED_TEST(SectionContract, SaveThenLoadGivesAnEqualTreeAndAFailedSaveKeepsTheOldFile) {

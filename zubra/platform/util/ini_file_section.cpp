@@ -4,9 +4,9 @@
 
 #include <algorithm>
 #include <charconv>
+#include <iterator>
 #include <string>
 #include <system_error>
-#include <unordered_map>
 
 #include "zubra/platform/util/atomic_file.h"
 #include "zubra/platform/util/exception.h"
@@ -221,19 +221,9 @@ void IniFileSection::Codec::CopyKeys(const Ini::TKeyVal& keys, IniFileSection& s
   std::sort(ordered.begin(), ordered.end(),
             [](const auto& a, const auto& b) { return a.first < b.first; });
   // Different spellings of a key (plain and quoted) decode to the same key; the last wins,
-  // in the place of the first. The map keeps this linear for large sections.
-  std::unordered_map<std::string, std::size_t> positions;
-  for (const auto& [key, value] : section.values_.Entries())
-    positions.emplace(key, positions.size());
+  // in the place of the first, as Set keeps it.
   for (const auto& [order, entry] : ordered) {
-    std::string key = Decode(entry.first);
-    std::string value = Decode(entry.second);
-    const auto [it, inserted] = positions.emplace(key, section.values_.Entries().size());
-    if (inserted) {
-      section.values_.Entries().emplace_back(std::move(key), std::move(value));
-    } else {
-      section.values_.Entries()[it->second].second = std::move(value);
-    }
+    section.values_.Set(Decode(entry.first), Decode(entry.second));
   }
 }
 
@@ -335,27 +325,29 @@ bool IniFileSection::RemoveKey(std::string_view key) { return values_.Remove(key
 std::vector<std::string> IniFileSection::GetKeys() const { return values_.Keys(); }
 
 IniFileSection* IniFileSection::FindSection(std::string_view name) const {
-  for (const std::unique_ptr<IniFileSection>& section : root_->sections_) {
-    if (section->name_ == name) return section.get();
-  }
-  return nullptr;
+  const auto it = root_->section_index_.find(name);
+  return it == root_->section_index_.end() ? nullptr : it->second->get();
 }
 
 IniFileSection& IniFileSection::AddSection(std::string_view name) {
   if (IniFileSection* existing = FindSection(name)) return *existing;
   KeyValueList::CheckNoNul(name);
-  root_->sections_.push_back(
+  SectionList& sections = root_->sections_;
+  sections.push_back(
       std::unique_ptr<IniFileSection>(new IniFileSection(*root_, std::string(name))));
-  return *root_->sections_.back();
+  IniFileSection& added = *sections.back();
+  root_->section_index_.emplace(added.name_, std::prev(sections.end()));
+  return added;
 }
 
 bool IniFileSection::EraseSection(std::string_view name) {
-  std::vector<std::unique_ptr<IniFileSection>>& sections = root_->sections_;
-  const auto it = std::find_if(sections.begin(), sections.end(),
-                               [name](const auto& section) { return section->name_ == name; });
-  if (it == sections.end()) return false;
+  IniFileSection& root = *root_;
+  const auto it = root.section_index_.find(name);
+  if (it == root.section_index_.end()) return false;
+  const SectionList::iterator section = it->second;
+  root.section_index_.erase(it);
   // The section erased may be this very object: nothing of it is touched after the erase.
-  sections.erase(it);
+  root.sections_.erase(section);
   return true;
 }
 

@@ -2,10 +2,12 @@
 // opens and saves such files.
 #pragma once
 
+#include <list>
 #include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <unordered_map>
 #include <utility>
 #include <vector>
 
@@ -112,10 +114,15 @@ class IniFileSection final : public ConfigurationSection {
   IniFileSection& AddSection(std::string_view name);
   bool EraseSection(std::string_view name);
 
+  using SectionList = std::list<std::unique_ptr<IniFileSection>>;
+
   IniFileSection* root_;  // this for the root; not owned
-  std::string name_;
+  const std::string name_;
   KeyValueList values_;
-  std::vector<std::unique_ptr<IniFileSection>> sections_;  // filled in the root only
+  // The root only: the file's sections in file order, and each by its name (views of the
+  // sections' own names), so that finding, adding and removing one take constant time.
+  SectionList sections_;
+  std::unordered_map<std::string_view, SectionList::iterator> section_index_;
 };
 
 // Opens and saves the INI files of older investigations.

@@ -1,7 +1,5 @@
 #include "zubra/platform/util/key_value_list.h"
 
-#include <algorithm>
-
 #include "zubra/platform/util/exception.h"
 
 namespace zubra {
@@ -13,35 +11,51 @@ void KeyValueList::CheckNoNul(std::string_view text) {
   }
 }
 
-bool KeyValueList::Has(std::string_view key) const {
-  return std::any_of(entries_.begin(), entries_.end(),
-                     [key](const Entry& entry) { return entry.first == key; });
+std::size_t KeyValueList::Find(std::string_view key) const {
+  if (!index_.empty()) {
+    const auto it = index_.find(key);
+    return it == index_.end() ? kAbsent : it->second;
+  }
+  for (std::size_t i = 0; i < entries_.size(); ++i) {
+    if (entries_[i].first == key) return i;
+  }
+  return kAbsent;
 }
 
+bool KeyValueList::Has(std::string_view key) const { return Find(key) != kAbsent; }
+
 std::optional<std::string> KeyValueList::Get(std::string_view key) const {
-  for (const auto& [name, value] : entries_) {
-    if (name == key) return value;
-  }
-  return std::nullopt;
+  const std::size_t position = Find(key);
+  if (position == kAbsent) return std::nullopt;
+  return entries_[position].second;
 }
 
 void KeyValueList::Set(std::string_view key, std::string_view value) {
   CheckNoNul(key);
   CheckNoNul(value);
-  for (auto& [name, text] : entries_) {
-    if (name == key) {
-      text = value;
-      return;
-    }
+  if (const std::size_t position = Find(key); position != kAbsent) {
+    entries_[position].second = value;
+    return;
   }
   entries_.emplace_back(key, value);
+  if (!index_.empty()) {
+    index_.emplace(key, entries_.size() - 1);
+  } else if (entries_.size() > kIndexFrom) {
+    index_.reserve(entries_.size());
+    for (std::size_t i = 0; i < entries_.size(); ++i) index_.emplace(entries_[i].first, i);
+  }
 }
 
 bool KeyValueList::Remove(std::string_view key) {
-  const auto it = std::find_if(entries_.begin(), entries_.end(),
-                               [key](const Entry& entry) { return entry.first == key; });
-  if (it == entries_.end()) return false;
-  entries_.erase(it);
+  const std::size_t position = Find(key);
+  if (position == kAbsent) return false;
+  entries_.erase(entries_.begin() + static_cast<std::ptrdiff_t>(position));
+  if (entries_.size() <= kIndexFrom) {
+    index_.clear();
+  } else {
+    index_.erase(index_.find(key));
+    for (std::size_t i = position; i < entries_.size(); ++i) index_[entries_[i].first] = i;
+  }
   return true;
 }
 

@@ -4,10 +4,8 @@
 
 #include <algorithm>
 #include <charconv>
-#include <set>
 #include <string>
 #include <system_error>
-#include <unordered_set>
 
 #include "zubra/platform/util/atomic_file.h"
 #include "zubra/platform/util/exception.h"
@@ -80,8 +78,7 @@ class TinyXML2Section::Codec {
 
  private:
   static void ReadSection(const tinyxml2::XMLElement& element, TinyXML2Section& section);
-  static void ReadValue(const tinyxml2::XMLElement& element, TinyXML2Section& section,
-                        std::unordered_set<std::string_view>& keys);
+  static void ReadValue(const tinyxml2::XMLElement& element, TinyXML2Section& section);
   static void CheckAttributes(const tinyxml2::XMLElement& element, const char* allowed1,
                               const char* allowed2);
   static const char* RequiredAttribute(const tinyxml2::XMLElement& element, const char* name);
@@ -113,13 +110,10 @@ const char* TinyXML2Section::Codec::RequiredAttribute(const tinyxml2::XMLElement
 }
 
 void TinyXML2Section::Codec::ReadValue(const tinyxml2::XMLElement& element,
-                                       TinyXML2Section& section,
-                                       std::unordered_set<std::string_view>& keys) {
+                                       TinyXML2Section& section) {
   CheckAttributes(element, kKeyAttribute, nullptr);
   const char* key = RequiredAttribute(element, kKeyAttribute);
-  // The set of keys seen (views into the document) keeps a large section loading in linear
-  // time.
-  if (!keys.insert(key).second) {
+  if (section.values_.Has(key)) {
     throw Exception(ExceptionMessage::translate(
                         "The XML document gives the key '{}' twice in one section at line {}.") %
                     key % element.GetLineNum());
@@ -136,13 +130,11 @@ void TinyXML2Section::Codec::ReadValue(const tinyxml2::XMLElement& element,
                       key % node->GetLineNum());
     }
   }
-  section.values_.Entries().emplace_back(key, std::move(text));
+  section.values_.Set(key, text);
 }
 
 void TinyXML2Section::Codec::ReadSection(const tinyxml2::XMLElement& element,
                                          TinyXML2Section& section) {
-  std::unordered_set<std::string_view> keys;
-  std::set<std::pair<std::string_view, int>> children;
   for (const tinyxml2::XMLNode* node = element.FirstChild(); node != nullptr;
        node = node->NextSibling()) {
     if (node->ToComment() != nullptr) continue;
@@ -159,7 +151,7 @@ void TinyXML2Section::Codec::ReadSection(const tinyxml2::XMLElement& element,
     }
     const std::string_view tag = child->Name();
     if (tag == kValueElement) {
-      ReadValue(*child, section, keys);
+      ReadValue(*child, section);
     } else if (tag == kSectionElement) {
       CheckAttributes(*child, kNameAttribute, kIndexAttribute);
       const char* name = RequiredAttribute(*child, kNameAttribute);
@@ -174,7 +166,7 @@ void TinyXML2Section::Codec::ReadSection(const tinyxml2::XMLElement& element,
         }
         index = *parsed;
       }
-      if (!children.emplace(name, index).second) {
+      if (section.FindChild(name, index) != nullptr) {
         if (index == 0) {
           throw Exception(ExceptionMessage::translate(
                               "The XML document gives the section '{}' twice in one section at "
@@ -191,9 +183,7 @@ void TinyXML2Section::Codec::ReadSection(const tinyxml2::XMLElement& element,
                             "The XML document nests sections deeper than {} levels at line {}.") %
                         kMaxDepth % child->GetLineNum());
       }
-      section.children_.push_back(
-          std::unique_ptr<TinyXML2Section>(new TinyXML2Section(name, index, section.depth_ + 1)));
-      ReadSection(*child, *section.children_.back());
+      ReadSection(*child, section.AppendChild(name, index));
     } else {
       throw Exception(ExceptionMessage::translate(
                           "The XML document has an unexpected element <{}> at line {}.") %
@@ -346,11 +336,21 @@ bool TinyXML2Section::RemoveKey(std::string_view key) { return values_.Remove(ke
 
 std::vector<std::string> TinyXML2Section::GetKeys() const { return values_.Keys(); }
 
+std::size_t TinyXML2Section::ChildKeyHash::operator()(const ChildKey& key) const noexcept {
+  return std::hash<std::string_view>{}(key.first) * 31 + static_cast<std::size_t>(key.second);
+}
+
 TinyXML2Section* TinyXML2Section::FindChild(std::string_view name, int index) const {
-  for (const std::unique_ptr<TinyXML2Section>& child : children_) {
-    if (child->index_ == index && child->name_ == name) return child.get();
-  }
-  return nullptr;
+  const auto it = child_index_.find(ChildKey(name, index));
+  return it == child_index_.end() ? nullptr : it->second;
+}
+
+TinyXML2Section& TinyXML2Section::AppendChild(std::string_view name, int index) {
+  children_.push_back(
+      std::unique_ptr<TinyXML2Section>(new TinyXML2Section(std::string(name), index, depth_ + 1)));
+  TinyXML2Section& child = *children_.back();
+  child_index_.emplace(ChildKey(child.name_, index), &child);
+  return child;
 }
 
 TinyXML2Section& TinyXML2Section::AddChild(std::string_view name, int index) {
@@ -362,17 +362,16 @@ TinyXML2Section& TinyXML2Section::AddChild(std::string_view name, int index) {
                         "deep.") %
                     name % kMaxDepth);
   }
-  children_.push_back(
-      std::unique_ptr<TinyXML2Section>(new TinyXML2Section(std::string(name), index, depth_ + 1)));
-  return *children_.back();
+  return AppendChild(name, index);
 }
 
 bool TinyXML2Section::EraseChild(std::string_view name, int index) {
-  const auto it = std::find_if(children_.begin(), children_.end(), [&](const auto& child) {
-    return child->index_ == index && child->name_ == name;
-  });
-  if (it == children_.end()) return false;
-  children_.erase(it);
+  const auto found = child_index_.find(ChildKey(name, index));
+  if (found == child_index_.end()) return false;
+  const TinyXML2Section* child = found->second;
+  child_index_.erase(found);
+  children_.erase(std::find_if(children_.begin(), children_.end(),
+                               [child](const auto& held) { return held.get() == child; }));
   return true;
 }
 

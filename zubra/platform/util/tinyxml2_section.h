@@ -2,10 +2,12 @@
 // written to one XML document.
 #pragma once
 
+#include <cstddef>
 #include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <unordered_map>
 #include <utility>
 #include <vector>
 
@@ -113,18 +115,28 @@ class TinyXML2Section final : public ConfigurationSection {
   // Reads and prints documents; defined with the XML library in the source file.
   class Codec;
 
+  // A child's name (a view of the child's own name) and index (0 for a named child).
+  using ChildKey = std::pair<std::string_view, int>;
+  struct ChildKeyHash {
+    std::size_t operator()(const ChildKey& key) const noexcept;
+  };
+
   TinyXML2Section(std::string name, int index, int depth);
 
   // The child with that name and index (0 for a named child), or nullptr.
   [[nodiscard]] TinyXML2Section* FindChild(std::string_view name, int index) const;
+  // Appends a new child, which must not exist yet.
+  TinyXML2Section& AppendChild(std::string_view name, int index);
   TinyXML2Section& AddChild(std::string_view name, int index);
   bool EraseChild(std::string_view name, int index);
 
-  std::string name_;
-  int index_ = 0;
-  int depth_ = 0;
+  const std::string name_;
+  const int index_ = 0;
+  const int depth_ = 0;
   KeyValueList values_;
   std::vector<std::unique_ptr<TinyXML2Section>> children_;
+  // Every child by name and index, so that finding one takes constant time.
+  std::unordered_map<ChildKey, TinyXML2Section*, ChildKeyHash> child_index_;
 };
 
 }  // namespace zubra
