@@ -158,6 +158,19 @@ TEST(ResponseManager, LoadOrdersByStoredNumberAndSkipsWhatCannotBeHeld) {
   EXPECT_EQ(empty.GetCount(), 0);
 }
 
+// Without stored numbers the responses are read in the order of their indexes, the largest
+// index included (the XML reader refuses a document with a larger one, see TinyXML2Section).
+TEST(ResponseManager, LoadWithoutStoredNumbersFollowsTheIndexes) {
+  TinyXML2Section section;
+  ConfigurationSection& list = section.CreateChild("Responses");
+  list.CreateChild("Response", ConfigurationSection::kMaxChildIndex).SetValue("Name", "Last");
+  list.CreateChild("Response", 7).SetValue("Name", "First");
+  ResponseManager m;
+  m.Load(*TinyXML2Section::LoadString(section.ToString()));
+  EXPECT_EQ(m.GetNames(), (std::vector<std::string>{"First", "Last"}));
+  EXPECT_EQ(Numbers(m), (std::vector<int>{1, 2}));
+}
+
 TEST(ResponseManager, LoadThatThrowsKeepsTheHeldResponses) {
   TinyXML2Section section;
   ConfigurationSection& list = section.CreateChild("Responses");

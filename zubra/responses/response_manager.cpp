@@ -221,8 +221,7 @@ void ResponseManager::Load(const ConfigurationSection& section) {
       keep(std::move(response), number);
     }
   } else if (list != nullptr) {
-    const int count = list->CountChildren(kResponseSection);
-    for (int k = 1; k <= count; ++k) {
+    for (const int k : list->GetChildIndexes(kResponseSection)) {
       const ConfigurationSection* own = list->OpenChild(kResponseSection, k);
       if (own == nullptr) continue;
       auto response = std::make_unique<ResponseEx>();

@@ -8,6 +8,7 @@
 #include <utility>
 #include <vector>
 
+#include "tests/platform/util/test_data_support.h"
 #include "zubra/platform/design/all_designs.h"
 #include "zubra/platform/design/d_optimal_options.h"
 #include "zubra/platform/design/onion_options.h"
@@ -204,6 +205,39 @@ TEST(DesignOptions, StarDistanceChoiceSurvivesSavingAndOlderFilesKeepTheirMeanin
     loaded.SetStarDistanceChoice(Choice::kFaceCentred);
     loaded.Load(old);
     EXPECT_EQ(loaded.GetStarDistanceChoice(), choice);
+  }
+}
+
+// The stored terms are read in the order of their indexes, gaps and the largest index
+// included. An INI section numbered far above the largest index is no term, and is answered
+// at once (the XML reader refuses such a document, see TinyXML2Section).
+TEST(DOptimalOptions, LoadReadsTheStoredTermsInIndexOrderAndIgnoresAbsurdIniIndexes) {
+  const auto answer = [](const ConfigurationSection& section) {
+    DOptimalOptions options;
+    options.SetModel(DesignModel({{0}, {1}}));
+    options.Load(section);
+    std::string terms;
+    for (const DesignModel::Term& term : options.GetModel().GetTerms()) {
+      terms += '(';
+      for (const int factor : term) terms += std::to_string(factor);
+      terms += ')';
+    }
+    return terms;
+  };
+  for (const char* file : {"model_term_2000000000.ini", "model_term_2147483647.ini"}) {
+    SCOPED_TRACE(file);
+    EXPECT_EQ(answer(*test_support::LoadTestSection(std::string("indexes/") + file)), "");
+  }
+  for (const bool ini : {false, true}) {
+    SCOPED_TRACE(ini ? "ini" : "xml");
+    const std::unique_ptr<ConfigurationSection> root =
+        ini ? std::unique_ptr<ConfigurationSection>(std::make_unique<IniFileSection>())
+            : std::make_unique<TinyXML2Section>();
+    ConfigurationSection& model = root->CreateChild("Model");
+    model.CreateChild("Term", ConfigurationSection::kMaxChildIndex).SetValue("Factors", "2");
+    model.CreateChild("Term", 3).SetValue("Factors", "1,0");
+    model.CreateChild("Term", 1).SetValue("Factors", "");
+    EXPECT_EQ(answer(*root), "()(01)(2)");
   }
 }
 

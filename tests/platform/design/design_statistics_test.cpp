@@ -10,10 +10,12 @@
 #include <vector>
 
 #include "design_test_support.h"
+#include "tests/platform/util/test_data_support.h"
 #include "zubra/platform/design/all_designs.h"
 #include "zubra/platform/design/d_optimal_options.h"
 #include "zubra/platform/design/ncdoe_constraints.h"
 #include "zubra/platform/util/exception.h"
+#include "zubra/platform/util/ini_file_section.h"
 #include "zubra/platform/util/tinyxml2_section.h"
 
 namespace zubra {
@@ -316,6 +318,40 @@ TEST(DesignStatistics, LoadRefusesInconsistentValuesAndKeepsTheObject) {
       EXPECT_EQ(e.Message(), row.message);
     }
     EXPECT_EQ(loaded, original);
+  }
+}
+
+// The stored terms are read in the order of their indexes, and removed before a save, whatever
+// their indexes. An INI section numbered far above the largest index is no term, and is
+// answered at once (the XML reader refuses such a document, see TinyXML2Section).
+TEST(DesignStatistics, LoadReadsTheStoredTermsInIndexOrderAndIgnoresAbsurdIniIndexes) {
+  for (const char* file : {"vif_term_2000000000.ini", "vif_term_2147483647.ini"}) {
+    SCOPED_TRACE(file);
+    DesignStatistics::Results loaded;
+    loaded.Load(*test_support::LoadTestSection(std::string("indexes/") + file));
+    EXPECT_EQ(loaded.GetRuns(), 4);
+    EXPECT_TRUE(loaded.GetVIF().empty());
+  }
+  const Factors factors = Quantitative(2);
+  const auto saved =
+      DesignStatistics::Compute(Matrix({{-1, -1}, {1, -1}, {-1, 1}, {1, 1}, {0, 0}}), factors,
+                                DesignModel::Make(factors, EModel::kLinear, EModel::kNone));
+  ASSERT_EQ(saved.GetVIF().size(), 2U);
+  for (const bool ini : {false, true}) {
+    SCOPED_TRACE(ini ? "ini" : "xml");
+    const std::unique_ptr<ConfigurationSection> root =
+        ini ? std::unique_ptr<ConfigurationSection>(std::make_unique<IniFileSection>())
+            : std::make_unique<TinyXML2Section>();
+    ConfigurationSection& section = root->CreateChild("Statistics");
+    section.CreateChild("Term", ConfigurationSection::kMaxChildIndex).SetValue("Name", "Last");
+    section.CreateChild("Term", 5).SetValue("Name", "First");
+    DesignStatistics::Results loaded;
+    loaded.Load(section);
+    EXPECT_EQ(loaded.GetTermNames(), (std::vector<std::string>{"First", "Last"}));
+    saved.Save(section);  // the stored terms give way to the saved ones
+    EXPECT_EQ(section.GetChildIndexes("Term"), (std::vector<int>{1, 2}));
+    loaded.Load(section);
+    EXPECT_EQ(loaded, saved);
   }
 }
 

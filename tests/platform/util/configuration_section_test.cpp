@@ -183,6 +183,33 @@ TYPED_TEST(SectionContract, IndexedChildrenListTheIndexesInUseAndCountToTheLarge
             "The index 0 of the section 'Term' is not a positive number.");
 }
 
+TYPED_TEST(SectionContract, IndexesAboveTheLargestAreRefusedOnCreateAndNeverFound) {
+  constexpr int kLargest = ConfigurationSection::kMaxChildIndex;
+  TypeParam root;
+  ConfigurationSection& list = root.CreateChild("TermInfo");
+  list.CreateChild("Term", kLargest).WriteInt("Num", kLargest);
+  list.CreateChild("Term", 2).WriteInt("Num", 2);
+  for (const int index : {kLargest + 1, INT_MAX}) {
+    SCOPED_TRACE(index);
+    EXPECT_EQ(ErrorOf([&] { list.CreateChild("Term", index); }),
+              "The index " + std::to_string(index) +
+                  " of the section 'Term' is above the largest index 1000000.");
+  }
+  for (const int index : {kLargest + 1, INT_MAX, INT_MIN, -1}) {
+    SCOPED_TRACE(index);
+    EXPECT_FALSE(list.HasChild("Term", index));
+    EXPECT_EQ(list.OpenChild("Term", index), nullptr);
+    EXPECT_FALSE(list.RemoveChild("Term", index));
+  }
+  const auto loaded = Reload(root);
+  const ConfigurationSection* terms = loaded->OpenChild("TermInfo");
+  ASSERT_NE(terms, nullptr);
+  EXPECT_EQ(terms->GetChildIndexes("Term"), (std::vector<int>{2, kLargest}));
+  EXPECT_EQ(terms->CountChildren("Term"), kLargest);
+  ASSERT_NE(terms->OpenChild("Term", kLargest), nullptr);
+  EXPECT_EQ(terms->OpenChild("Term", kLargest)->GetInt("Num", 0), kLargest);
+}
+
 // Random creations and removals of named and indexed children, checked against plain lists
 // and again after a reload: finding a child by name must agree with the children in order.
 TYPED_TEST(SectionContract, ManyChildrenAreFoundAfterEveryCreationAndRemoval) {

@@ -81,6 +81,16 @@ TEST(IniFileSection, ChildrenOfAnySectionAreTopLevelSections) {
   EXPECT_EQ(root.ToString(), "[Other]\nK=v\n");
 }
 
+TEST(IniFileSection, SectionsNumberedAboveTheLargestIndexAreOnlyNamed) {
+  const auto root = IniFileSection::LoadString(
+      "[Term1000000]\n[Term1000001]\n[Term2147483647]\n[Term2147483648]\n[Term07]\n");
+  EXPECT_EQ(root->GetChildIndexes("Term"), (std::vector<int>{1000000}));
+  EXPECT_EQ(root->CountChildren("Term"), 1000000);
+  for (const char* name : {"Term1000001", "Term2147483647", "Term2147483648", "Term07"}) {
+    EXPECT_NE(root->OpenChild(name), nullptr) << name;
+  }
+}
+
 TEST(IniFileSection, RejectsMalformedText) {
   // A line without '=', an unterminated section, an empty key, text after a section.
   const std::vector<std::pair<std::string, int>> rows = {

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "tests/platform/util/section_test_support.h"
+#include "tests/platform/util/test_data_support.h"
 #include "zubra/platform/util/atomic_file.h"
 #include "zubra/platform/util/exception.h"
 
@@ -78,6 +79,7 @@ TEST(TinyXML2Section, RejectsDocumentsThatAreNotOurs) {
   const std::string z = "<zubra version=\"1\">";
   const std::string kTooDeep = "nests sections deeper than 96 levels at line 1.";
   const std::string kBadIndex = "', which is not a positive whole number, at line 1.";
+  const std::string kAboveLimit = "', above the largest index 1000000, at line 1.";
   // Each document with its message, less the leading "The XML document ".
   const std::vector<std::pair<std::string, std::string>> rows = {
       {"", "is not well formed: XML_ERROR_EMPTY_DOCUMENT at line 0."},
@@ -97,6 +99,13 @@ TEST(TinyXML2Section, RejectsDocumentsThatAreNotOurs) {
        "has unexpected content inside the value 'k' at line 1."},
       {z + "<section name=\"T\" index=\"0\"/></zubra>", "has the index '0" + kBadIndex},
       {z + "<section name=\"T\" index=\"01\"/></zubra>", "has the index '01" + kBadIndex},
+      {z + "<section name=\"T\" index=\"1e3\"/></zubra>", "has the index '1e3" + kBadIndex},
+      {z + "<section name=\"T\" index=\"1000001\"/></zubra>",
+       "has the index '1000001" + kAboveLimit},
+      {z + "<section name=\"T\" index=\"2147483647\"/></zubra>",
+       "has the index '2147483647" + kAboveLimit},
+      {z + "<section name=\"T\" index=\"99999999999999999999\"/></zubra>",
+       "has the index '99999999999999999999" + kAboveLimit},
       {z + "<value key=\"k\">1</value>\n<value key=\"k\">2</value></zubra>",
        "gives the key 'k' twice in one section at line 2."},
       {z + "<section name=\"a\"/>\n<section name=\"a\"/></zubra>",
@@ -119,6 +128,20 @@ TEST(TinyXML2Section, RejectsDocumentsThatAreNotOurs) {
   EXPECT_EQ(ErrorOf([&] { TinyXML2Section::LoadFile(path); }),
             "Cannot load the file '" + path +
                 "'. The XML document is not well formed: XML_ERROR_MISMATCHED_ELEMENT at line 1.");
+}
+
+// Small files whose one indexed child is numbered far above the largest index: refused at
+// once with the place of the index, so no reader ever walks up to it.
+TEST(TinyXML2Section, RefusesStoredFilesWithAnIndexAboveTheLargest) {
+  for (const std::string shape : {"model_term_", "vif_term_", "response_"}) {
+    for (const std::string index : {"2000000000", "2147483647"}) {
+      const std::string file = "indexes/" + shape + index + ".xml";
+      EXPECT_EQ(ErrorOf([&] { test_support::LoadTestSection(file); }),
+                "Cannot load the file '" + test_support::TestDataPath(file) +
+                    "'. The XML document has the index '" + index +
+                    "', above the largest index 1000000, at line 3.");
+    }
+  }
 }
 
 TEST(TinyXML2Section, DeepestAllowedTreeRoundTripsAndDeeperIsRefused) {

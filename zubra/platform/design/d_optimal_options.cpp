@@ -72,7 +72,7 @@ void DOptimalOptions::Load(const ConfigurationSection& section) {
   DesignModel model = model_;
   if (const ConfigurationSection* stored = section.OpenChild("Model")) {
     std::vector<DesignModel::Term> terms;
-    for (int i = 1; i <= stored->CountChildren("Term"); ++i) {
+    for (const int i : stored->GetChildIndexes("Term")) {
       const ConfigurationSection* term = stored->OpenChild("Term", i);
       if (term == nullptr) continue;
       const std::vector<int> factors = ParseInts(term->GetString("Factors"), "Factors");

@@ -180,7 +180,7 @@ void DesignStatistics::Results::Save(ConfigurationSection& section) const {
   section.WriteDouble("ConditionNumber", condition_);
   section.WriteInt("ResidualDF", residual_df_);
   section.WriteInt("PureErrorDF", pure_error_df_);
-  for (int i = section.CountChildren("Term"); i >= 1; --i) section.RemoveChild("Term", i);
+  for (const int i : section.GetChildIndexes("Term")) section.RemoveChild("Term", i);
   for (std::size_t i = 0; i < vif_.size(); ++i) {
     ConfigurationSection& term = section.CreateChild("Term", static_cast<int>(i) + 1);
     term.WriteString("Name", names_[i]);
@@ -211,10 +211,10 @@ void DesignStatistics::Results::Load(const ConfigurationSection& section) {
   section.ReadDouble("ConditionNumber", read.condition_);
   section.ReadInt("ResidualDF", read.residual_df_);
   section.ReadInt("PureErrorDF", read.pure_error_df_);
-  if (section.CountChildren("Term") > 0) {
+  if (const std::vector<int> indexes = section.GetChildIndexes("Term"); !indexes.empty()) {
     read.names_.clear();
     read.vif_.clear();
-    for (int i = 1; i <= section.CountChildren("Term"); ++i) {
+    for (const int i : indexes) {
       const ConfigurationSection* term = section.OpenChild("Term", i);
       if (term == nullptr) continue;
       read.names_.push_back(term->GetString("Name"));

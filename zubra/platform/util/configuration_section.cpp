@@ -165,4 +165,17 @@ void ConfigurationSection::WriteBool(std::string_view key, bool value) {
   SetValue(key, value ? "true" : "false");
 }
 
+void ConfigurationSection::CheckChildIndex(std::string_view name, int index) {
+  if (index < 1) {
+    throw Exception(
+        ExceptionMessage::translate("The index {} of the section '{}' is not a positive number.") %
+        index % name);
+  }
+  if (index > kMaxChildIndex) {
+    throw Exception(ExceptionMessage::translate(
+                        "The index {} of the section '{}' is above the largest index {}.") %
+                    index % name % kMaxChildIndex);
+  }
+}
+
 }  // namespace zubra

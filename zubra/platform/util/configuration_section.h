@@ -19,10 +19,14 @@ namespace zubra {
 // and child names may hold any bytes but NUL, which no stored form carries: SetValue and
 // CreateChild throw Exception for one and change nothing.
 //
-// Indexed children ("Term" number 1, 2, ...) are children whose name is paired with a
-// positive number. A reader walks the numbers in use, GetChildIndexes(name), in ascending
-// order; CountChildren(name) gives only the largest number in use, which a hostile file can
-// make huge with a single child, so it is never a loop bound.
+// Indexed children ("Term" number 1, 2, ...) are children whose name is paired with a number
+// from 1 to kMaxChildIndex. A reader walks the numbers in use, GetChildIndexes(name), in
+// ascending order, so its work follows the children that exist; CountChildren(name) gives
+// only the largest number in use, which a file with a single child can make large, so it is
+// never a loop bound. CreateChild throws Exception for an index outside 1..kMaxChildIndex, so
+// no tree is built that could not be read back; the XML reader refuses a document with a
+// larger index (naming the line), and in an INI file a section whose number is larger is not
+// an indexed child (it stays a named section, see IniFileSection).
 //
 // Every Read* leaves `value` unchanged and returns false when the key is absent. A present
 // key whose text does not convert throws Exception with the message
@@ -33,6 +37,10 @@ class ConfigurationSection {
   // The backend of a section, told apart at run time (the older INI form stores some objects
   // differently from the XML form).
   enum class Kind { kXml, kIni };
+
+  // The largest index of an indexed child: far above the count of any list an investigation
+  // keeps (model terms, responses), far below what would overflow a counter.
+  static constexpr int kMaxChildIndex = 1'000'000;
 
   ConfigurationSection() = default;
   ConfigurationSection(const ConfigurationSection&) = delete;
@@ -92,7 +100,8 @@ class ConfigurationSection {
   // Names of the named (not indexed) children, in order.
   [[nodiscard]] virtual std::vector<std::string> GetChildNames() const = 0;
 
-  // Indexed children: (name, index) with index >= 1.
+  // Indexed children: (name, index) with 1 <= index <= kMaxChildIndex. HasChild, OpenChild
+  // and RemoveChild answer false or nullptr for any other index.
   [[nodiscard]] virtual bool HasChild(std::string_view name, int index) const = 0;
   [[nodiscard]] virtual ConfigurationSection* OpenChild(std::string_view name, int index) = 0;
   [[nodiscard]] virtual const ConfigurationSection* OpenChild(std::string_view name,
@@ -103,6 +112,13 @@ class ConfigurationSection {
   [[nodiscard]] virtual int CountChildren(std::string_view name) const = 0;
   // The indexes in use among the indexed children of that name, ascending, each once.
   [[nodiscard]] virtual std::vector<int> GetChildIndexes(std::string_view name) const = 0;
+
+ protected:
+  [[nodiscard]] static bool IsChildIndex(int index) {
+    return index >= 1 && index <= kMaxChildIndex;
+  }
+  // Throws Exception naming the section when `index` is outside 1..kMaxChildIndex.
+  static void CheckChildIndex(std::string_view name, int index);
 };
 
 }  // namespace zubra

@@ -150,8 +150,8 @@ std::string Decode(std::string_view text) {
   return std::string(text);
 }
 
-// The number after `name` in a section name made of `name` and the digits of a positive int
-// ("Term12" for "Term" gives 12), or 0.
+// The number after `name` in a section name made of `name` and the digits of a child index
+// ("Term12" for "Term" gives 12), or 0; a number above kMaxChildIndex gives 0 as well.
 int IndexAfter(std::string_view section_name, std::string_view name) {
   if (!section_name.starts_with(name)) return 0;
   const std::string_view digits = section_name.substr(name.size());
@@ -159,7 +159,9 @@ int IndexAfter(std::string_view section_name, std::string_view name) {
   int index = 0;
   const char* const end = digits.data() + digits.size();
   const auto [ptr, ec] = std::from_chars(digits.data(), end, index);
-  return ec == std::errc() && ptr == end && index > 0 ? index : 0;
+  const bool valid =
+      ec == std::errc() && ptr == end && index > 0 && index <= ConfigurationSection::kMaxChildIndex;
+  return valid ? index : 0;
 }
 
 std::string IndexedName(std::string_view name, int index) {
@@ -376,28 +378,24 @@ std::vector<std::string> IniFileSection::GetChildNames() const {
 }
 
 bool IniFileSection::HasChild(std::string_view name, int index) const {
-  return index >= 1 && FindSection(IndexedName(name, index)) != nullptr;
+  return IsChildIndex(index) && FindSection(IndexedName(name, index)) != nullptr;
 }
 
 ConfigurationSection* IniFileSection::OpenChild(std::string_view name, int index) {
-  return index >= 1 ? FindSection(IndexedName(name, index)) : nullptr;
+  return IsChildIndex(index) ? FindSection(IndexedName(name, index)) : nullptr;
 }
 
 const ConfigurationSection* IniFileSection::OpenChild(std::string_view name, int index) const {
-  return index >= 1 ? FindSection(IndexedName(name, index)) : nullptr;
+  return IsChildIndex(index) ? FindSection(IndexedName(name, index)) : nullptr;
 }
 
 ConfigurationSection& IniFileSection::CreateChild(std::string_view name, int index) {
-  if (index < 1) {
-    throw Exception(
-        ExceptionMessage::translate("The index {} of the section '{}' is not a positive number.") %
-        index % name);
-  }
+  CheckChildIndex(name, index);
   return AddSection(IndexedName(name, index));
 }
 
 bool IniFileSection::RemoveChild(std::string_view name, int index) {
-  return index >= 1 && EraseSection(IndexedName(name, index));
+  return IsChildIndex(index) && EraseSection(IndexedName(name, index));
 }
 
 int IniFileSection::CountChildren(std::string_view name) const {

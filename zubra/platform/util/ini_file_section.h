@@ -27,7 +27,8 @@ namespace zubra {
 //   - the indexed child (X, i) is the section [X<i>]: ("Term", 3) is [Term3]. The file does
 //     not record which sections were indexed, so CountChildren("Term") is the largest i for
 //     which a section named "Term" followed by the digits of i exists, and a named child
-//     "Term3" and the indexed child ("Term", 3) are the same section;
+//     "Term3" and the indexed child ("Term", 3) are the same section. Digits with a leading
+//     zero or above kMaxChildIndex make no index: [Term2000000000] is only a named section;
 //   - the root's GetChildNames lists every section of the file in file order; a non-root
 //     section lists none, so walking the tree from the root visits each section once;
 //   - removing the child X from any section removes [X] from the file. Removing the section
@@ -97,7 +98,7 @@ class IniFileSection final : public ConfigurationSection {
   [[nodiscard]] ConfigurationSection* OpenChild(std::string_view name, int index) override;
   [[nodiscard]] const ConfigurationSection* OpenChild(std::string_view name,
                                                       int index) const override;
-  // Throws Exception when `index` is below 1.
+  // Throws Exception when `index` is outside 1..kMaxChildIndex.
   ConfigurationSection& CreateChild(std::string_view name, int index) override;
   bool RemoveChild(std::string_view name, int index) override;
   [[nodiscard]] int CountChildren(std::string_view name) const override;

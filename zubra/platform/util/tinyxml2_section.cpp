@@ -3,9 +3,7 @@
 #include <tinyxml2.h>
 
 #include <algorithm>
-#include <charconv>
 #include <string>
-#include <system_error>
 
 #include "zubra/platform/util/atomic_file.h"
 #include "zubra/platform/util/exception.h"
@@ -58,14 +56,23 @@ void AppendEscaped(std::string& out, std::string_view text, bool attribute) {
   }
 }
 
-// A canonical positive decimal that fits an int ("7", not "07", "+7" or "7.0"), or nullopt.
-std::optional<int> ParseIndex(std::string_view text) {
-  if (text.empty() || text.front() == '0') return std::nullopt;
-  int index = 0;
-  const char* const end = text.data() + text.size();
-  const auto [ptr, ec] = std::from_chars(text.data(), end, index);
-  if (ec != std::errc() || ptr != end || index < 1) return std::nullopt;
-  return index;
+bool IsDigit(char c) { return c >= '0' && c <= '9'; }
+
+// What an index attribute holds.
+enum class IndexText { kValid, kMalformed, kTooLarge };
+
+// Reads a canonical positive decimal ("7", not "07", "+7" or "7.0") into `index` when it is at
+// most kMaxChildIndex.
+IndexText ParseIndex(std::string_view text, int& index) {
+  if (text.empty() || text.front() == '0' || !std::all_of(text.begin(), text.end(), IsDigit)) {
+    return IndexText::kMalformed;
+  }
+  static_assert(ConfigurationSection::kMaxChildIndex < 1'000'000'000);
+  // Ten digits and more are above the limit, and nine always fit an int.
+  if (text.size() > 9) return IndexText::kTooLarge;
+  index = 0;
+  for (const char digit : text) index = index * 10 + (digit - '0');
+  return index <= ConfigurationSection::kMaxChildIndex ? IndexText::kValid : IndexText::kTooLarge;
 }
 
 }  // namespace
@@ -157,14 +164,20 @@ void TinyXML2Section::Codec::ReadSection(const tinyxml2::XMLElement& element,
       const char* name = RequiredAttribute(*child, kNameAttribute);
       int index = 0;
       if (const char* index_text = child->Attribute(kIndexAttribute); index_text != nullptr) {
-        const std::optional<int> parsed = ParseIndex(index_text);
-        if (!parsed) {
-          throw Exception(ExceptionMessage::translate(
-                              "The XML document has the index '{}', which is not a positive whole "
-                              "number, at line {}.") %
-                          index_text % child->GetLineNum());
+        switch (ParseIndex(index_text, index)) {
+          case IndexText::kValid:
+            break;
+          case IndexText::kMalformed:
+            throw Exception(ExceptionMessage::translate(
+                                "The XML document has the index '{}', which is not a positive "
+                                "whole number, at line {}.") %
+                            index_text % child->GetLineNum());
+          case IndexText::kTooLarge:
+            throw Exception(ExceptionMessage::translate(
+                                "The XML document has the index '{}', above the largest index {}, "
+                                "at line {}.") %
+                            index_text % kMaxChildIndex % child->GetLineNum());
         }
-        index = *parsed;
       }
       if (section.FindChild(name, index) != nullptr) {
         if (index == 0) {
@@ -402,28 +415,24 @@ std::vector<std::string> TinyXML2Section::GetChildNames() const {
 }
 
 bool TinyXML2Section::HasChild(std::string_view name, int index) const {
-  return index >= 1 && FindChild(name, index) != nullptr;
+  return IsChildIndex(index) && FindChild(name, index) != nullptr;
 }
 
 ConfigurationSection* TinyXML2Section::OpenChild(std::string_view name, int index) {
-  return index >= 1 ? FindChild(name, index) : nullptr;
+  return IsChildIndex(index) ? FindChild(name, index) : nullptr;
 }
 
 const ConfigurationSection* TinyXML2Section::OpenChild(std::string_view name, int index) const {
-  return index >= 1 ? FindChild(name, index) : nullptr;
+  return IsChildIndex(index) ? FindChild(name, index) : nullptr;
 }
 
 ConfigurationSection& TinyXML2Section::CreateChild(std::string_view name, int index) {
-  if (index < 1) {
-    throw Exception(
-        ExceptionMessage::translate("The index {} of the section '{}' is not a positive number.") %
-        index % name);
-  }
+  CheckChildIndex(name, index);
   return AddChild(name, index);
 }
 
 bool TinyXML2Section::RemoveChild(std::string_view name, int index) {
-  return index >= 1 && EraseChild(name, index);
+  return IsChildIndex(index) && EraseChild(name, index);
 }
 
 int TinyXML2Section::CountChildren(std::string_view name) const {

@@ -105,7 +105,7 @@ class TinyXML2Section final : public ConfigurationSection {
   [[nodiscard]] ConfigurationSection* OpenChild(std::string_view name, int index) override;
   [[nodiscard]] const ConfigurationSection* OpenChild(std::string_view name,
                                                       int index) const override;
-  // Throws Exception when `index` is below 1.
+  // Throws Exception when `index` is outside 1..kMaxChildIndex.
   ConfigurationSection& CreateChild(std::string_view name, int index) override;
   bool RemoveChild(std::string_view name, int index) override;
   [[nodiscard]] int CountChildren(std::string_view name) const override;
