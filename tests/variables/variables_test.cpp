@@ -491,6 +491,19 @@ TEST(Variables, ReadingOrdersByStoredNumberAndToleratesBadEntries) {
   EXPECT_FALSE(set.GetUsePseudoComponents());
 }
 
+TEST(Variables, ReadingSkipsAnEntryNamingAVariableAlreadyReadUnderItsOwnName) {
+  // [T] names its factor Temperature (whose settings are then in [Temperature]), so the later
+  // entry TEMPERATURE names it again.
+  auto file = IniFileSection::LoadString(
+      "[Factors]\nT=1\nTEMPERATURE=2\nP=x\n"
+      "[T]\nName=Temperature\nAbbreviation=T\n[Temperature]\nType=Quantitative\nSettings=0,1\n"
+      "[TEMPERATURE]\nType=Quantitative\nSettings=0,1\nAbbreviation=X\n"
+      "[P]\nType=Quantitative\nSettings=0,1\nAbbreviation=P\n");
+  Variables set;
+  set.ReadIniFile(*file);
+  EXPECT_EQ(Layout(set), "Temperature:1 P:2");
+}
+
 TEST(Variables, AdjustMixtureRangesChecksSumsAndCutsRanges) {
   const std::string too_small =
       "The sum of the high settings of the formulation factors is too small (1). The sum must "

@@ -4,6 +4,8 @@
 #include <array>
 #include <cmath>
 #include <optional>
+#include <string>
+#include <unordered_set>
 #include <utility>
 
 #include "zubra/platform/util/configuration_section.h"
@@ -1138,22 +1140,20 @@ void Variables::ReadIniFile(const IniFileSection& section) {
     std::size_t file_order;
   };
   std::vector<Loaded> loaded;
-  auto known = [&loaded](const std::string& name) {
-    return std::any_of(loaded.begin(), loaded.end(), [&name](const Loaded& l) {
-      return KtStdString::EqualsNoCase(l.variable->GetName(), name);
-    });
+  // The names read so far in lower case, as names are compared ignoring ASCII case.
+  std::unordered_set<std::string> known;
+  const auto keep = [&loaded, &known](std::unique_ptr<ResponseClass> variable) {
+    known.insert(KtStdString::ToLower(variable->GetName()));
+    const int number = variable->GetNumber();
+    loaded.push_back({std::move(variable), number, loaded.size()});
   };
   for (const Entry& entry : ReadEntries(section, kFactorList)) {
-    if (entry.name.empty() || known(entry.name)) continue;
-    auto factor = std::make_unique<FactorClass>(entry.name, section);
-    const int number = factor->GetNumber();
-    loaded.push_back({std::move(factor), number, loaded.size()});
+    if (entry.name.empty() || known.contains(KtStdString::ToLower(entry.name))) continue;
+    keep(std::make_unique<FactorClass>(entry.name, section));
   }
   for (const Entry& entry : ReadEntries(section, kResponseList)) {
-    if (entry.name.empty() || known(entry.name)) continue;
-    auto response = std::make_unique<ResponseClass>(entry.name, section);
-    const int number = response->GetNumber();
-    loaded.push_back({std::move(response), number, loaded.size()});
+    if (entry.name.empty() || known.contains(KtStdString::ToLower(entry.name))) continue;
+    keep(std::make_unique<ResponseClass>(entry.name, section));
   }
   // Block order, then stored number (entries without a usable number last), then file order.
   std::sort(loaded.begin(), loaded.end(), [](const Loaded& a, const Loaded& b) {
@@ -1167,11 +1167,15 @@ void Variables::ReadIniFile(const IniFileSection& section) {
     return a.file_order < b.file_order;
   });
 
+  // Appended in that order; Sort keeps it (the numbers are equal) and numbers the factors
+  // and the responses 1, 2, ...
   Variables fresh;
+  fresh.variables_.reserve(loaded.size());
   for (Loaded& l : loaded) {
-    l.variable->SetNumber(0);  // placed after the ones before it
-    fresh.Insert(std::move(l.variable), false);
+    l.variable->SetNumber(0);
+    fresh.variables_.push_back(std::move(l.variable));
   }
+  fresh.Sort();
 
   double total = mixture_total_;
   bool use_pseudo = use_pseudo_components_;
