@@ -648,9 +648,9 @@ TEST(ModelSpec, GarbledAndOlderStoredFormsLoadAsFarAsTheyAreSound) {
          spec.WriteString("Runs", "-5");
          spec.WriteString("ProcessModel", "Hexic");
          ConfigurationSection& terms = spec.CreateChild("TermInfo");
-         terms.CreateChild("Term", 1);                             // the constant
-         terms.CreateChild("Term", 2).WriteInt("V1", 9);           // no factor 9
-         terms.CreateChild("Term", 2000000000).WriteInt("V1", 2);  // a far index
+         terms.CreateChild("Term", 1);                    // the constant
+         terms.CreateChild("Term", 2).WriteInt("V1", 9);  // no factor 9
+         terms.CreateChild("Term", ConfigurationSection::kMaxChildIndex).WriteInt("V1", 2);
          spec.CreateChild("Designs").CreateChild("Design", 1).WriteString("Runs", "x");
        },
        "Full Factorial", EModel::kLinear, "Constant B"},

@@ -234,7 +234,7 @@ TEST_P(TermInfoStored, LoadSkipsGarbledNegativeAndDuplicateTermsWithoutThrowing)
   add(2, "garbled", "", "one", "");
   add(3, "negative", "", "1", "-2");
   add(4, "duplicate", "", "1", "2");
-  add(2000000000, "far", "8", "3", "");
+  add(ConfigurationSection::kMaxChildIndex, "far", "8", "3", "");
   TermInfo loaded("Kept");
   EXPECT_NO_THROW(EXPECT_TRUE(loaded.Load(root.get())));
   EXPECT_EQ(loaded.GetINam(), "Kept");  // no "Name" key
