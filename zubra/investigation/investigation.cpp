@@ -331,38 +331,63 @@ void Investigation::ToSection(ConfigurationSection& root) const {
   root.WriteString("Name", name_);
   root.WriteString("Description", description_);
   if (seed_) root.WriteString("Seed", std::to_string(*seed_));
-  root.RemoveChild("Factors");
-  ConfigurationSection& factors = root.CreateChild("Factors");
-  factors.WriteDouble("MixtureTotal", variables_->GetMixtureTotal());
-  factors.WriteBool("UsePseudoComponents", variables_->GetUsePseudoComponents());
-  int index = 0;
-  for (const FactorClass* factor : variables_->GetAllFactors()) {
-    factor->Save(factors.CreateChild("Factor", ++index));
-  }
-  responses_->Save(root);
-  root.RemoveChild("Constraints");
-  ConfigurationSection& constraints = root.CreateChild("Constraints");
-  for (int i = 1; i <= constraints_->NumConstraints(); ++i) {
-    const ConstraintsInfo::Constraint* constraint = constraints_->GetConstraint(i);
-    ConfigurationSection& child = constraints.CreateChild("Constraint", i);
-    child.WriteString("Operator", constraint->GetExcludeType() == ConstraintsInfo::kLess      ? "<"
-                                  : constraint->GetExcludeType() == ConstraintsInfo::kGreater ? ">"
-                                                                                              : "");
-    child.WriteDouble("Limit", constraint->GetLimit());
-    ConfigurationSection& coefficients = child.CreateChild("Coefficients");
-    for (int v = 1; v <= constraints_->NumValues(); ++v) {
-      if (constraint->HasValue(v)) {
-        coefficients.WriteDouble(constraints_->ValueName(v), constraint->GetValue(v));
-      }
+  if (auto* ini = dynamic_cast<IniFileSection*>(&root)) {
+    // The older form: the variable set's own sections, then the working forms of the
+    // responses over them.
+    variables_->WriteIniFile(*ini);
+  } else {
+    root.RemoveChild("Factors");
+    ConfigurationSection& factors = root.CreateChild("Factors");
+    factors.WriteDouble("MixtureTotal", variables_->GetMixtureTotal());
+    factors.WriteBool("UsePseudoComponents", variables_->GetUsePseudoComponents());
+    int index = 0;
+    for (const FactorClass* factor : variables_->GetAllFactors()) {
+      factor->Save(factors.CreateChild("Factor", ++index));
     }
   }
-  model_->Save(&root);
+  responses_->Save(root);
+  // One key per constraint, "operator;limit;name=coefficient;...": names hold neither "=" nor
+  // ";" (the name validator refuses both), and the form suits the flat INI files too.
+  root.RemoveChild("Constraints");
+  ConfigurationSection& constraints = root.CreateChild("Constraints");
+  constraints.WriteInt("Count", constraints_->NumConstraints());
+  for (int i = 1; i <= constraints_->NumConstraints(); ++i) {
+    const ConstraintsInfo::Constraint* constraint = constraints_->GetConstraint(i);
+    std::string text = constraint->GetExcludeType() == ConstraintsInfo::kLess      ? "<"
+                       : constraint->GetExcludeType() == ConstraintsInfo::kGreater ? ">"
+                                                                                   : "";
+    text += ';';
+    if (!IsUndefined(constraint->GetLimit()))
+      text += KtString::FormatShortest(constraint->GetLimit());
+    for (int v = 1; v <= constraints_->NumValues(); ++v) {
+      if (!constraint->HasValue(v)) continue;
+      text += ';' + constraints_->ValueName(v) + '=' +
+              KtString::FormatShortest(constraint->GetValue(v));
+    }
+    constraints.WriteString("Constraint" + std::to_string(i), text);
+  }
+  if (root.IsIni()) {
+    model_->SaveOld(&root);
+  } else {
+    model_->Save(&root);
+  }
   root.RemoveChild("Options");
   options_.SaveOptions(root.CreateChild("Options"));
   root.RemoveChild("Worksheet");
   ConfigurationSection& sheet = root.CreateChild("Worksheet");
   sheet.WriteInt("RunOrderFloor", worksheet_->GetRunOrderFloor());
-  sheet.WriteString("Text", worksheet_->GetExperimentCount() > 0 ? worksheet_->ToText() : "");
+  const std::string text = worksheet_->GetExperimentCount() > 0 ? worksheet_->ToText() : "";
+  if (!root.IsIni()) {
+    sheet.WriteString("Text", text);
+  } else {
+    // INI values hold one line each.
+    const std::vector<std::string> lines = KtStdString::Split(text, '\n');
+    int count = 0;
+    for (const std::string& line : lines) {
+      if (!line.empty()) sheet.WriteString("Line" + std::to_string(++count), line);
+    }
+    sheet.WriteInt("Lines", count);
+  }
 }
 
 std::unique_ptr<Investigation> Investigation::FromSection(const ConfigurationSection& root) {
@@ -435,27 +460,38 @@ std::unique_ptr<Investigation> Investigation::FromSection(const ConfigurationSec
   s.model_->UpdateFactors();
   s.model_->InitFrom(&root, false);
   if (const ConfigurationSection* constraints = root.OpenChild("Constraints")) {
-    for (int index : constraints->GetChildIndexes("Constraint")) {
-      const ConfigurationSection* child = constraints->OpenChild("Constraint", index);
-      const std::string op = child->GetString("Operator");
+    int count = 0;
+    constraints->TryReadInt("Count", count);
+    count = std::clamp(count, 0, static_cast<int>(constraints->GetKeys().size()));
+    for (int i = 1; i <= count; ++i) {
+      const std::string key = "Constraint" + std::to_string(i);
+      const std::vector<std::string> parts = KtStdString::Split(constraints->GetString(key), ';');
+      const auto refuse = [&](const std::string& what) {
+        problems.push_back(ExceptionMessage::translate("Constraints, constraint {}: {}") % i %
+                           what);
+      };
+      if (parts.size() < 2) {
+        refuse(ExceptionMessage::translate("the stored text does not read."));
+        continue;
+      }
       ConstraintsInfo::Constraint* constraint =
-          s.constraints_->AddConstraint(op == "<"   ? ConstraintsInfo::kLess
-                                        : op == ">" ? ConstraintsInfo::kGreater
-                                                    : ConstraintsInfo::kNoOperator);
-      double limit = kUndefined;
-      child->TryReadDouble("Limit", limit);
-      constraint->SetLimit(limit);
-      if (const ConfigurationSection* coefficients = child->OpenChild("Coefficients")) {
-        for (const std::string& key : coefficients->GetKeys()) {
-          double value = kUndefined;
-          const int column = s.constraints_->GetIndex(key);
-          if (column < 1 || !coefficients->TryReadDouble(key, value)) {
-            problems.push_back(ExceptionMessage::translate("Constraints, constraint {}: the "
-                                                           "coefficient of '{}' does not read.") %
-                               index % key);
-            continue;
-          }
-          constraint->SetValue(column, value);
+          s.constraints_->AddConstraint(parts[0] == "<"   ? ConstraintsInfo::kLess
+                                        : parts[0] == ">" ? ConstraintsInfo::kGreater
+                                                          : ConstraintsInfo::kNoOperator);
+      if (!parts[1].empty()) {
+        const std::optional<double> limit = KtString::ToDouble(parts[1]);
+        if (!limit || !constraint->SetLimit(*limit)) {
+          refuse(ExceptionMessage::translate("the limit '{}' is not a number.") % parts[1]);
+        }
+      }
+      for (std::size_t p = 2; p < parts.size(); ++p) {
+        const std::size_t equals = parts[p].rfind('=');
+        const std::string name = parts[p].substr(0, equals);
+        const int column = equals == std::string::npos ? -1 : s.constraints_->GetIndex(name);
+        const std::optional<double> value =
+            column >= 1 ? KtString::ToDouble(parts[p].substr(equals + 1)) : std::nullopt;
+        if (!value || !constraint->SetValue(column, *value)) {
+          refuse(ExceptionMessage::translate("the coefficient '{}' does not read.") % parts[p]);
         }
       }
     }
@@ -466,7 +502,11 @@ std::unique_ptr<Investigation> Investigation::FromSection(const ConfigurationSec
   if (const ConfigurationSection* sheet = root.OpenChild("Worksheet")) {
     int floor = 0;
     if (sheet->TryReadInt("RunOrderFloor", floor)) s.worksheet_->SetRunOrderFloor(floor);
-    const std::string text = sheet->GetString("Text");
+    std::string text = sheet->GetString("Text");
+    int lines = 0;
+    sheet->TryReadInt("Lines", lines);
+    lines = std::clamp(lines, 0, static_cast<int>(sheet->GetKeys().size()));
+    for (int i = 1; i <= lines; ++i) text += sheet->GetString("Line" + std::to_string(i)) + "\n";
     std::string message;
     if (!text.empty() && !s.worksheet_->FromText(text, &message)) {
       problems.push_back(ExceptionMessage::translate("Worksheet: {}") % message);
@@ -931,14 +971,13 @@ std::unique_ptr<Investigation> Investigation::Open(const std::string& path) {
 
 void Investigation::Save(const std::string& path) const {
   const std::optional<Format> format = FormatOf(path);
-  if (format == Format::kIni) {
-    throw Exception(ExceptionMessage::translate("Cannot save '{}': the older INI form is read "
-                                                "only; save as .xml or .json.") %
-                    path);
-  }
   std::string content;
   if (format == Format::kJson) {
     content = DumpJson(ToJson(), 2) + "\n";
+  } else if (format == Format::kIni) {
+    IniFileSection root;
+    ToSection(root);
+    content = root.ToString();
   } else {
     TinyXML2Section root;
     ToSection(root);
@@ -947,8 +986,8 @@ void Investigation::Save(const std::string& path) const {
   try {
     WriteFileAtomically(path, content);
   } catch (const Exception& error) {
-    throw Exception(ExceptionMessage::translate("Cannot save the investigation '{}': {}") % path %
-                    error.Message());
+    throw Exception(ExceptionMessage::translate("Cannot save the investigation '{}': {}") %
+                    path % error.Message());
   }
 }
 

@@ -54,9 +54,9 @@ class InvestigationError : public Exception {
 //   - XML (the current form, Save/Open of ".xml"): one configuration section tree holding
 //     the investigation's "Name" and "Description", the child "Factors" ("MixtureTotal",
 //     "UsePseudoComponents", one indexed child "Factor" per factor as FactorClass::Save writes
-//     it), the responses (ResponseManager::Save), "Constraints" (one indexed child
-//     "Constraint" per constraint: "Operator", "Limit" and a child "Coefficients" with one key
-//     per factor name), the model specification ("DesignSpec" and "NewModelSpec"), "Options"
+//     it), the responses (ResponseManager::Save), "Constraints" ("Count", and one key
+//     "Constraint<i>" per constraint: "operator;limit;name=coefficient;..."), the model
+//     specification ("DesignSpec" and "NewModelSpec"), "Options"
 //     (ZubraOptions::SaveOptions) and "Worksheet" ("Text", the worksheet's tab-separated
 //     form, and "RunOrderFloor");
 //   - INI (older files, read only): the variable set's sections, the responses, the older
@@ -90,9 +90,9 @@ class Investigation {
   // Throws InvestigationError naming the file for a missing, unreadable, empty or truncated
   // file, text that is not of its form, and parts that are not sound.
   static std::unique_ptr<Investigation> Open(const std::string& path);
-  // Writes the investigation to `path` as JSON (".json") or XML (any other extension but
-  // ".ini", which is refused: the older form is read only). Atomic; throws Exception naming
-  // the file when it cannot be written, the old file then as it was.
+  // Writes the investigation to `path` as JSON (".json"), in the older INI form (".ini", which
+  // holds no generated design) or as XML (any other extension). Atomic; throws Exception
+  // naming the file when it cannot be written, the old file then as it was.
   void Save(const std::string& path) const;
 
   // The JSON exchange form, and the investigation it describes. FromJson throws

@@ -1402,8 +1402,37 @@ bool ModelSpec::LoadOld(const ConfigurationSection* section) {
     }
   }
   LoadTerms(*spec);
+  if (const ConfigurationSection* inclusions = spec->OpenChild("Inclusions")) {
+    LoadInclusions(*inclusions);
+  }
   design_data_ = spec->GetString("DesignData");
   return true;
+}
+
+void ModelSpec::SaveOld(ConfigurationSection* section) const {
+  if (section == nullptr) return;
+  Objective::SaveOld(section);
+  section->RemoveChild(kOldSectionName);
+  ConfigurationSection& spec = section->CreateChild(kOldSectionName);
+  // The composite designs share their type: the builder's name tells them apart.
+  spec.WriteString("Design", design_type_ == EDesign::kCentralComposite
+                                 ? design_name_
+                                 : EDesign::GetString(design_type_));
+  spec.WriteString("DesignData", design_data_);
+  GetDesignOptions().Save(spec);
+  spec.WriteBool("BlockInteractions", block_interactions_);
+  spec.WriteBool("UseAdjustments", use_adjustments_);
+  spec.WriteBool("isPMInteraction", pm_interaction_);
+  if (const DesignSpecificOptions* specific = GetDesignOptions().GetDesignSpecificOptions()) {
+    if (specific->GetKind() == Kind::kDOptimal) {
+      specific->Save(spec.CreateChild("DOptimal"));
+    } else {
+      specific->Save(spec);
+    }
+  }
+  if (design_type_ == EDesign::kREDMUP) spec.WriteBool("REDMUP", true);
+  terms_.Save(&spec);
+  if (inclusions_.GetRows() > 0) SaveInclusions(spec.CreateChild("Inclusions"));
 }
 
 bool ModelSpec::LoadReallyOld(const ConfigurationSection* section) {

@@ -390,6 +390,13 @@ class ModelSpec : public Objective {
   bool Load(const ConfigurationSection* section);
   // Reads the older child "ModelSpec" (see the source for its keys); false when absent.
   bool LoadOld(const ConfigurationSection* section);
+  // Writes the older layouts, for files of the older INI form: the objective's child
+  // "Objective" and the child "ModelSpec" that LoadOld reads ("Design" names the design by its
+  // type's text, or by its builder's name where a type has several; the design options' keys;
+  // "DesignData", "BlockInteractions", "UseAdjustments", "isPMInteraction"; the family's own
+  // options; the term list; the forced runs). Generated designs and statistics have no place
+  // in that layout and are not written. Null does nothing.
+  void SaveOld(ConfigurationSection* section) const;
   // Reads the model of the oldest INI files: the child "Model Settings" with "Current Model"
   // (the process model's text), "MixtureModel", "IsPMInteraction", "Constant" (whether the
   // model has its constant), "Model" (the terms as abbreviations joined by "*", separated by

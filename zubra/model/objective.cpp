@@ -253,6 +253,15 @@ bool Objective::LoadOld(const ConfigurationSection* section) {
   return options_.GetObjective() != EObjective::kNone;
 }
 
+void Objective::SaveOld(ConfigurationSection* section) const {
+  if (section == nullptr) return;
+  ConfigurationSection& old = section->CreateChild("Objective");
+  old.WriteString("Objective", EObjective::GetString(options_.GetObjective()));
+  old.WriteBool("IsScoreImported", score_imported_);
+  old.WriteBool("REDMUPSubModel", redmup_);
+  old.WriteInt("MaxLegalRuns", options_.GetMaxRuns());
+}
+
 void Objective::Show(StreamWindow& out) const {
   factors_.Show(out);
   out << "\n"

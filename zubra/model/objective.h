@@ -147,6 +147,9 @@ class Objective {
   // The older layouts (see the class comment). The objective becomes kNone first; true when
   // the "Objective" child exists, or when the "Status" child names an objective.
   bool LoadOld(const ConfigurationSection* section);
+  // Writes the older layout's child "Objective" (see the class comment), for files of the
+  // older INI form. Null does nothing.
+  void SaveOld(ConfigurationSection* section) const;
   // Reads the objective from `section` (may be null): not initiated, InitDefaultSection, then
   // Load; when that finds nothing, LoadOld; when that finds nothing either and `strict` is
   // set, returns false (still not initiated). Otherwise initiated, an objective of kNone
