@@ -557,6 +557,34 @@ TEST(ModelSpec, FractionalDesignsKeepTheirGeneratorsAndMixturesTheirReferenceMix
   EXPECT_EQ(mixture.GetReferenceMixture(), mixture.GetSimplexReferenceMixture());
 }
 
+TEST(ModelSpec, ACustomDesignMatrixIsCodedAndJudgedLikeAGeneratedOne) {
+  Variables set = MakeSet({{"Temperature", "T", CEType::kQuantitative, 20, 80},
+                           {"Catalyst", "C", CEType::kQualitative, 0, 0, {"A", "B"}}});
+  ModelSpec spec(&set, NewSection());
+  NCDataMatrix<float> runs(4, 2);
+  const float values[4][2] = {{20, 1}, {80, 1}, {20, 2}, {80, 2}};
+  for (int r = 0; r < 4; ++r) {
+    for (int c = 0; c < 2; ++c) runs(r, c) = values[r][c];
+  }
+  EXPECT_FALSE(spec.SetCustomDesignMatrix(NCDataMatrix<float>(4, 3), "wrong columns"));
+  ASSERT_TRUE(spec.SetCustomDesignMatrix(runs, "made in the lab"));
+  EXPECT_TRUE(spec.IsDesignGenerated());
+  EXPECT_FALSE(spec.IsDesignMatrixCoded());
+  EXPECT_EQ(spec.GetDesignData(), "made in the lab");
+  const NCDataMatrix<float> coded = spec.GetDesignMatrix(1, nullptr);
+  EXPECT_EQ(coded(0, 0), -1.0F);
+  EXPECT_EQ(coded(1, 0), 1.0F);
+  EXPECT_EQ(coded(3, 1), 2.0F);  // the qualitative factor keeps its setting number
+  EXPECT_EQ(spec.GetDesignMatrix(0, nullptr), runs);
+  ASSERT_NE(spec.GetDesignStatistics(), nullptr);
+  EXPECT_NEAR(spec.GetDesignStatistics()->GetDEfficiency(), 100.0, 1e-9);  // a 2^2 design
+  // The wizard's objective keeps the design type but takes the new objective's models.
+  spec.SetObjectiveForDesignWizard(EObjective::kRSM);
+  EXPECT_EQ(spec.GetObjective(), EObjective::kRSM);
+  EXPECT_EQ(spec.GetProcessModel(), EModel::kQuadratic);
+  EXPECT_FALSE(spec.IsDesignGenerated());
+}
+
 TEST(ModelSpec, PlateAndStabilityDesignsBringTheirOwnRules) {
   Variables set = test_support::ProcessSet(4);
   ModelSpec spec(&set, NewSection());
