@@ -51,6 +51,12 @@ std::optional<Kind> KindFor(EDesign::Type type) {
   }
 }
 
+// The three factor numbers of term i of `terms` (zeros for an item that is not a term).
+std::array<int, 3> FactorsOf(const TermInfo& terms, int i) {
+  const TermData* term = terms.GetTerm(i);
+  return term != nullptr ? term->GetFactors() : std::array<int, 3>{0, 0, 0};
+}
+
 bool IsOptimal(EDesign::Type type) {
   return type == EDesign::kDOptimal || type == EDesign::kIOptimal;
 }
@@ -666,11 +672,7 @@ void ModelSpec::SetDefaultModelsForObjective(EObjective::Type objective) {
 bool ModelSpec::SetTermInfo(const TermInfo& terms) {
   const int factor_count = GetVariables() != nullptr ? GetVariables()->GetFactorCount() : 0;
   for (int i = 1; i <= terms.GetNItm(); ++i) {
-    int num = 0;
-    std::string name;
-    int f[3] = {0, 0, 0};
-    terms.GetItm(i, num, name, f[0], f[1], f[2]);
-    for (int number : f) {
+    for (int number : FactorsOf(terms, i)) {
       if (number < 0 || number > factor_count) return false;
     }
   }
@@ -756,13 +758,7 @@ TermInfo ModelSpec::GetPowerTerms() const {
   TermInfo power(terms_);
   NumberByColumns(power);
   for (int i = power.GetNItm(); i >= 1; --i) {
-    int num = 0;
-    std::string name;
-    int f1 = 0;
-    int f2 = 0;
-    int f3 = 0;
-    power.GetItm(i, num, name, f1, f2, f3);
-    if (f1 == 0) power.DelItm(i);
+    if (FactorsOf(power, i)[0] == 0) power.DelItm(i);
   }
   power.ClearIsModified();
   return power;
@@ -773,13 +769,9 @@ void ModelSpec::SetTermIndexOrder() { NumberByColumns(terms_); }
 void ModelSpec::NumberByColumns(TermInfo& terms) const {
   int column = 1;
   for (int i = 1; i <= terms.GetNItm(); ++i) {
-    int num = 0;
-    std::string name;
-    int f[3] = {0, 0, 0};
-    terms.GetItm(i, num, name, f[0], f[1], f[2]);
     terms.GetItm(i)->SetNum(column);
     int width = 1;
-    for (int number : f) {
+    for (int number : FactorsOf(terms, i)) {
       const FactorClass* factor = number > 0 && GetVariables() != nullptr
                                       ? GetVariables()->GetIndexFactor(number)
                                       : nullptr;
@@ -791,13 +783,8 @@ void ModelSpec::NumberByColumns(TermInfo& terms) const {
 
 void ModelSpec::RebuildTermNames() {
   for (int i = 1; i <= terms_.GetNItm(); ++i) {
-    int num = 0;
-    std::string name;
-    int f1 = 0;
-    int f2 = 0;
-    int f3 = 0;
-    terms_.GetItm(i, num, name, f1, f2, f3);
-    terms_.SetTermName(i, MakeTermString(GetVariables(), f1, f2, f3).c_str());
+    const std::array<int, 3> f = FactorsOf(terms_, i);
+    terms_.SetTermName(i, MakeTermString(GetVariables(), f[0], f[1], f[2]).c_str());
   }
 }
 
@@ -1169,13 +1156,8 @@ void ModelSpec::FactorInserted(int number) {
 
 void ModelSpec::FactorRemoved(int number) {
   for (int i = terms_.GetNItm(); i >= 1; --i) {
-    int num = 0;
-    std::string name;
-    int f1 = 0;
-    int f2 = 0;
-    int f3 = 0;
-    terms_.GetItm(i, num, name, f1, f2, f3);
-    if (f1 == number || f2 == number || f3 == number) terms_.DelItm(i);
+    const std::array<int, 3> f = FactorsOf(terms_, i);
+    if (std::find(f.begin(), f.end(), number) != f.end()) terms_.DelItm(i);
   }
   terms_.UpdateFactorRemoved(number);
   FactorsChanged();
@@ -1282,11 +1264,8 @@ void ModelSpec::LoadTerms(const ConfigurationSection& section) {
   }
   const int factor_count = GetVariables() != nullptr ? GetVariables()->GetFactorCount() : 0;
   for (int i = loaded.GetNItm(); i >= 1; --i) {
-    int num = 0;
-    std::string name;
-    int f[3] = {0, 0, 0};
-    loaded.GetItm(i, num, name, f[0], f[1], f[2]);
-    if (std::any_of(std::begin(f), std::end(f), [&](int n) { return n < 0 || n > factor_count; })) {
+    const std::array<int, 3> f = FactorsOf(loaded, i);
+    if (std::any_of(f.begin(), f.end(), [&](int n) { return n < 0 || n > factor_count; })) {
       loaded.DelItm(i);  // names a factor the set does not hold
     }
   }

@@ -106,13 +106,11 @@ int DesignFactors::GetDesignIndexOfNumber(int number) const {
 std::unique_ptr<DesignModel> DesignFactors::ToNCDOEModel(const TermInfo& terms) const {
   std::vector<DesignModel::Term> model;
   for (int i = 1; i <= terms.GetNItm(); ++i) {
-    int num = 0;
-    std::string name;
-    int numbers[3] = {0, 0, 0};
-    if (terms.GetItm(i, num, name, numbers[0], numbers[1], numbers[2]) != 0) continue;
+    const TermData* held = terms.GetTerm(i);
+    if (held == nullptr) continue;
     DesignModel::Term term;
     bool estimable = true;
-    for (int number : numbers) {
+    for (int number : held->GetFactors()) {
       if (number == 0) continue;
       const int index = GetDesignIndexOfNumber(number);
       estimable = estimable && index >= 0 && factors_.GetFactor(index).IsVaried();
