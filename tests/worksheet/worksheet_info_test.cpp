@@ -405,7 +405,7 @@ TEST_F(WorksheetTest, TextAndJsonFormsRoundTrip) {
   sheet.SetValue(1, "Temp", 0.1);
   sheet.SetValue(1, "Cat", "A");
   sheet.SetValue(2, "Yield", 1234567.25);
-  sheet.SetValue(3, "Temp", 1.0 / 3.0);  // needs all 17 digits to read back exactly
+  sheet.SetValue(3, "Temp", 1.0 / 3.0);  // needs 16 digits to read back exactly
   sheet.GetExperiment(2)->SetExcluded(Experiment::kOut);
   sheet.GetExperiment(3)->SetCombinationID("K7");
   sheet.GetExperiment(3)->SetExpName("Third");
@@ -414,9 +414,10 @@ TEST_F(WorksheetTest, TextAndJsonFormsRoundTrip) {
   const std::string text = sheet.ToText();
   EXPECT_EQ(text,
             "ExpNo\tCombination ID\tExpName\tRunOrder\tInOut\tTemp\tCat\tYield\n"
-            "1\t\tN1\t1\tIn\t0.10000000000000001\tA\t\n2\t\tN2\t2\tOut\t\t\t1234567.25\n"
-            "3\tK7\tThird\t3\tIn\t0.33333333333333331\t\t\n");
-  // Numbers carry 17 significant digits; each read form gives back the same sheet.
+            "1\t\tN1\t1\tIn\t0.1\tA\t\n2\t\tN2\t2\tOut\t\t\t1234567.25\n"
+            "3\tK7\tThird\t3\tIn\t0.3333333333333333\t\t\n");
+  // Numbers are written in the shortest form that reads back exactly; each read form gives
+  // back the same sheet.
   auto check = [&](const WorksheetInfo& read) {
     EXPECT_EQ(read.ToText(), text);
     EXPECT_EQ(read.GetFloatValue(3, "Temp"), 1.0 / 3.0);
