@@ -5,10 +5,13 @@
 #include <cmath>
 #include <cstddef>
 #include <utility>
+#include <vector>
 
 #include "zubra/platform/base/undefined.h"
 #include "zubra/platform/design/d_optimal_options.h"
 #include "zubra/platform/design/internal/plate_builder.h"
+#include "zubra/platform/design/internal/search_support.h"
+#include "zubra/platform/design/mixture_region.h"
 #include "zubra/platform/design/ncdoe_constraints.h"
 #include "zubra/platform/design/split_plot_options.h"
 #include "zubra/platform/util/exception.h"
@@ -101,6 +104,107 @@ float ProcessValue(const Factors::Factor& factor, float coded) {
     if (std::fabs(level - value) <= 1e-5 * half) value = level;
   }
   return static_cast<float>(value);
+}
+
+// The centre run moved into the region when the plain centre lies outside it: the centroid of
+// the mixture region when the mixture's bounds or constraints cut the simplex's centroid away,
+// and the centroid of the continuous process region when its constraints exclude the middle of
+// the ranges. `center` is coded as NCDesign codes (pseudo-components for mixture factors).
+// Regions that cannot be enumerated keep the plain centre.
+std::vector<float> CenterInsideRegion(const Factors& varied, const DesignOptions& options,
+                                      std::vector<float> center) {
+  const auto* optimal = dynamic_cast<const DOptimalOptions*>(options.GetDesignSpecificOptions());
+  const NCDOE::Constraints* constraints = optimal != nullptr ? optimal->GetConstraints() : nullptr;
+  const int n = varied.GetCount();
+  std::vector<int> mixture;
+  std::vector<int> continuous;
+  double mixture_low = 0.0;
+  for (int i = 0; i < n; ++i) {
+    const Factors::Factor& factor = varied.GetFactor(i);
+    if (factor.IsMixture()) {
+      mixture.push_back(i);
+      mixture_low += factor.low;
+    } else if (factor.type == CEType::kQuantitative ||
+               (factor.type == CEType::kTime && factor.levels.empty())) {
+      continuous.push_back(i);
+    }
+  }
+  const double free = varied.GetMixtureTotal() - mixture_low;
+  const auto uncoded = [&](int i, double coded) {
+    const Factors::Factor& factor = varied.GetFactor(i);
+    if (factor.IsMixture()) return factor.low + free * coded;
+    return (factor.low + factor.high) / 2.0 + coded * (factor.high - factor.low) / 2.0;
+  };
+  // The constraints that touch only the factors of `group`.
+  const auto constraints_of = [&](const std::vector<int>& group) {
+    std::vector<const NCDOE::Constraint*> found;
+    if (constraints == nullptr) return found;
+    for (const NCDOE::Constraint& constraint : constraints->GetAll()) {
+      const bool inside =
+          !constraint.IsEmpty() &&
+          std::all_of(constraint.GetPairs().begin(), constraint.GetPairs().end(),
+                      [&](const auto& pair) {
+                        return std::find(group.begin(), group.end(), pair.first) != group.end();
+                      });
+      if (inside) found.push_back(&constraint);
+    }
+    return found;
+  };
+  // The centroid of the region over `group`, or nothing when it cannot be had.
+  const auto centroid = [&](const std::vector<int>& group, bool is_mixture) {
+    std::vector<double> low;
+    std::vector<double> high;
+    for (int i : group) {
+      low.push_back(varied.GetFactor(i).low);
+      high.push_back(varied.GetFactor(i).high);
+    }
+    std::vector<float> point(center);
+    std::vector<double> values(group.size());
+    for (std::size_t k = 0; k < group.size(); ++k) values[k] = uncoded(group[k], center[group[k]]);
+    const std::vector<const NCDOE::Constraint*> cuts = constraints_of(group);
+    bool outside = false;
+    for (std::size_t k = 0; k < group.size(); ++k) {
+      const double tolerance = 1e-9 * std::max(1.0, std::fabs(high[k] - low[k]));
+      outside = outside || values[k] < low[k] - tolerance || values[k] > high[k] + tolerance;
+    }
+    std::vector<float> run(static_cast<std::size_t>(n), 0.0F);
+    for (std::size_t k = 0; k < group.size(); ++k) {
+      run[static_cast<std::size_t>(group[k])] = static_cast<float>(values[k]);
+    }
+    for (const NCDOE::Constraint* cut : cuts) outside = outside || cut->Excludes(run);
+    if (!outside) return point;
+    try {
+      MixtureRegion region = is_mixture
+                                 ? MixtureRegion::Mixture(low, high, varied.GetMixtureTotal())
+                                 : MixtureRegion::Box(low, high);
+      for (const NCDOE::Constraint* cut : cuts) {
+        std::vector<double> coefficients(group.size(), 0.0);
+        for (const auto& [index, coefficient] : cut->GetPairs()) {
+          const auto at = std::find(group.begin(), group.end(), index) - group.begin();
+          coefficients[static_cast<std::size_t>(at)] += coefficient;
+        }
+        // A "<" constraint excludes what lies below its limit: the region keeps the rest.
+        region.AddConstraint(
+            std::move(coefficients),
+            cut->IsLessThan() ? MixtureRegion::Sense::kAtLeast : MixtureRegion::Sense::kAtMost,
+            cut->GetLimit());
+      }
+      const MixtureRegion::Point middle = region.Compute().centroid;
+      for (std::size_t k = 0; k < group.size(); ++k) {
+        const Factors::Factor& factor = varied.GetFactor(group[k]);
+        const double coded = is_mixture ? (free > 0.0 ? (middle[k] - factor.low) / free : 0.0)
+                                        : (middle[k] - (factor.low + factor.high) / 2.0) /
+                                              ((factor.high - factor.low) / 2.0);
+        point[static_cast<std::size_t>(group[k])] = static_cast<float>(coded);
+      }
+    } catch (const Exception&) {
+      // An empty or too large region keeps the plain centre.
+    }
+    return point;
+  };
+  if (mixture.size() >= 2) center = centroid(mixture, true);
+  if (!continuous.empty() && constraints != nullptr) center = centroid(continuous, false);
+  return center;
 }
 
 // One run of the finished design: a row of the design proper (or -1 for a centre point),
@@ -293,7 +397,8 @@ std::unique_ptr<NCDesign> DesignBuilder::Generate(const Factors& factors,
   }
 
   // Fill both matrices over all factors.
-  const std::vector<float> center = CenterPoint(varied);
+  const std::vector<float> center = CenterInsideRegion(
+      varied, ForVariedFactors(options, factors, varied_index), CenterPoint(varied));
   const int total = static_cast<int>(placed.size());
   NCDataMatrix<float> coded(total, factors.GetCount());
   NCDataMatrix<float> uncoded(total, factors.GetCount());
@@ -410,7 +515,8 @@ bool DesignBuilder::Refuse(std::string* message, std::string text) {
 }
 
 void DesignBuilder::ThrowIfCancelled(const bool* cancel) {
-  if (cancel != nullptr && *cancel) throw CancelException();
+  // Another thread may set the flag meanwhile.
+  if (internal::IsFlagSet(cancel)) throw CancelException();
 }
 
 Factors DesignBuilder::VariedFactors(const Factors& factors) {
