@@ -635,6 +635,31 @@ TEST(ModelSpec, PlateAndStabilityDesignsBringTheirOwnRules) {
   EXPECT_EQ(stability.GetDesignStatistics()->GetModelColumns(), 4);
 }
 
+TEST(ModelSpec, CentrePointsOfABoundedMixtureLieInsideTheRegion) {
+  // The simplex's centroid puts the last component at 0.247, far above its bound of 0.08.
+  Variables set = MakeSet({{"Filler", "F", CEType::kFormulation, 0.2, 0.7},
+                           {"Binder", "B", CEType::kFormulation, 0.1, 0.6},
+                           {"Lubricant", "L", CEType::kFormulation, 0.02, 0.08}});
+  ModelSpec spec(&set, NewSection());
+  ASSERT_TRUE(
+      spec.ChangeCurrentDesign(EDesign::kDOptimal, "", EObjective::kRSM, EModel::kQuadratic, true));
+  ASSERT_TRUE(spec.SetCenterPoints(2));
+  spec.GenerateDesign(nullptr, nullptr);
+  const NCDataMatrix<float> runs = spec.GetDesignMatrix(0, nullptr);
+  const std::pair<float, float> bounds[] = {{0.2F, 0.7F}, {0.1F, 0.6F}, {0.02F, 0.08F}};
+  const auto kinds = spec.GetDesign()->GetRunKinds();
+  EXPECT_EQ(std::count(kinds.begin(), kinds.end(), NCDesign::RunKind::kCenter), 2);
+  for (int r = 0; r < runs.GetRows(); ++r) {
+    float sum = 0.0F;
+    for (int c = 0; c < 3; ++c) {
+      EXPECT_GE(runs(r, c), bounds[c].first - 1e-5F) << r;
+      EXPECT_LE(runs(r, c), bounds[c].second + 1e-5F) << r;
+      sum += runs(r, c);
+    }
+    EXPECT_NEAR(sum, 1.0F, 1e-5F);
+  }
+}
+
 TEST(ModelSpec, EditedTermsFollowTheFactorsAndDefaultTermsAreRebuilt) {
   Variables set = test_support::ProcessSet(3);
   ModelSpec spec(&set, NewSection());

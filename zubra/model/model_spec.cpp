@@ -30,7 +30,6 @@ namespace {
 constexpr const char* kSectionName = "NewModelSpec";
 constexpr const char* kOldSectionName = "ModelSpec";
 constexpr const char* kTermListName = "Model";
-constexpr int kDuplicateTerm = 6009;
 
 using Kind = DesignSpecificOptions::Kind;
 
@@ -220,11 +219,24 @@ const DesignBuilder* ModelSpec::GetDesignBuilder() const {
 bool ModelSpec::ChangeCurrentDesign(EDesign::Type type, const std::string& name,
                                     EObjective::Type objective, EModel::Type model,
                                     bool keep_settings) {
+  DesignOptions options = GetDesignOptions();
+  SetModelsIn(options, model);
+  return ChangeCurrentDesign(type, name, objective, options.GetProcessModel(),
+                             options.GetMixtureModel(), keep_settings);
+}
+
+bool ModelSpec::ChangeCurrentDesign(EDesign::Type type, const std::string& name,
+                                    EObjective::Type objective, EModel::Type process_model,
+                                    EModel::Type mixture_model, bool keep_settings) {
   const DesignBuilder* builder = AllDesigns::GetDesignBuilder(type, name);
   if (builder == nullptr) return false;
   DesignOptions options = GetDesignOptions();
   if (!options.SetObjective(objective)) return false;
-  SetModelsIn(options, model);
+  const Factors& factors = GetFactors().GetFactors();
+  if (!options.SetProcessModel(factors.GetProcessCount() > 0 ? process_model : EModel::kNone) ||
+      !options.SetMixtureModel(factors.IsMixture() ? mixture_model : EModel::kNone)) {
+    return false;
+  }
   const bool model_changed = options.GetProcessModel() != GetProcessModel() ||
                              options.GetMixtureModel() != GetMixtureModel();
   const bool stability_changed =
@@ -1182,6 +1194,10 @@ void ModelSpec::FactorsChanged() {
     options.SetMixtureModel(GetObjective() == EObjective::kRSM ? EModel::kQuadratic
                                                                : EModel::kLinear);
   }
+  // The design stays when it still accepts the factors, its settings clamped; otherwise the
+  // best design of the catalogue takes its place.
+  const DesignBuilder* builder = GetDesignBuilder();
+  if (builder == nullptr || !SwitchTo(builder, GetDesignOptions(), true)) ChooseBestDesign();
   if (terms_edited_) {
     RebuildTermNames();
     SetTermIndexOrder();

@@ -125,6 +125,10 @@ class ModelSpec : public Objective {
   // discarded and the term list rebuilt when the model changed).
   bool ChangeCurrentDesign(EDesign::Type type, const std::string& name, EObjective::Type objective,
                            EModel::Type model, bool keep_settings);
+  // The same with both model types given (each stored only when the factors have its kind).
+  bool ChangeCurrentDesign(EDesign::Type type, const std::string& name, EObjective::Type objective,
+                           EModel::Type process_model, EModel::Type mixture_model,
+                           bool keep_settings);
   // Stores the objective and the model types (the process model when there are process
   // factors, the mixture model when there are mixture factors) with no check and no
   // discarding.
@@ -371,8 +375,10 @@ class ModelSpec : public Objective {
 
   // Each is called after the variable set changed; each rebuilds the extract, discards the
   // designs, drops the model of a kind of factor that is gone (and gives the objective's usual
-  // model to a kind that arrived), and then rebuilds the default model, or, when the terms were
-  // edited, keeps them with their factor numbers brought up to date.
+  // model to a kind that arrived), keeps the design when it still accepts the factors (its
+  // settings clamped as by ChangeCurrentDesign) or else takes the best design of the catalogue,
+  // and then rebuilds the default model, or, when the terms were edited, keeps them with their
+  // factor numbers brought up to date.
   //
   // Factor `number` was inserted (or appended): term numbers at or above it move up.
   void FactorInserted(int number);
