@@ -169,6 +169,47 @@ TEST(Investigation, EditsKeepTermsFormulasConstraintsAndColumnsTogether) {
   EXPECT_EQ(s.GetVariables().GetResponse("Yield"), nullptr);
 }
 
+TEST(Investigation, DocumentsThatLeaveTheDesignToZubraRoundTrip) {
+  // Two factors and nothing but the objective: the best design for it; a process-mixture design
+  // with a quadratic mixture model; a D-optimal design in two blocks.
+  const char* const documents[] = {
+      R"({"factors": [
+            {"name": "A", "abbreviation": "A", "type": "quantitative", "settings": [0, 1]},
+            {"name": "B", "abbreviation": "B", "type": "quantitative", "settings": [0, 1]}],
+          "design": {"objective": "Screening"}})",
+      R"({"factors": [
+            {"name": "Temp", "abbreviation": "T", "type": "quantitative", "settings": [20, 80]},
+            {"name": "Time", "abbreviation": "Ti", "type": "quantitative", "settings": [1, 5]},
+            {"name": "Water", "abbreviation": "W", "type": "formulation", "settings": [0, 1]},
+            {"name": "Oil", "abbreviation": "O", "type": "formulation", "settings": [0, 1]},
+            {"name": "Soap", "abbreviation": "S", "type": "formulation", "settings": [0, 1]}],
+          "design": {"objective": "ProcessMixture", "type": "ProcessMixture",
+                     "model": "Interaction", "mixtureModel": "Quadratic"}})",
+      R"({"factors": [
+            {"name": "A", "abbreviation": "A", "type": "quantitative", "settings": [0, 1]},
+            {"name": "B", "abbreviation": "B", "type": "quantitative", "settings": [0, 1]}],
+          "design": {"objective": "Screening", "type": "DOptimal", "runs": 8, "blocks": 2,
+                     "centerPoints": 0, "seed": 5}})",
+  };
+  for (const char* document : documents) {
+    SCOPED_TRACE(document);
+    std::unique_ptr<Investigation> study = Investigation::FromJson(ParseJson(document));
+    ASSERT_TRUE(study->Check().empty()) << study->Check().front();
+    EXPECT_EQ(Investigation::FromJson(study->ToJson())->ToJson(), study->ToJson());
+    study->GenerateDesign(nullptr, nullptr);
+    study->MakeWorksheet(std::nullopt);
+    // Blocks are run one after the other.
+    const WorksheetInfo& sheet = study->GetWorksheet();
+    for (int p = 1; p <= sheet.GetExperimentCount(); ++p) {
+      for (int q = 1; q <= sheet.GetExperimentCount(); ++q) {
+        if (study->GetBlock(p) < study->GetBlock(q)) {
+          EXPECT_LT(sheet.GetExperiment(p)->RunOrder(), sheet.GetExperiment(q)->RunOrder());
+        }
+      }
+    }
+  }
+}
+
 TEST(Investigation, UnsoundDocumentsListEveryProblem) {
   struct Row {
     const char* name;

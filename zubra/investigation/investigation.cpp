@@ -77,8 +77,9 @@ const json_value* Member(const json_value& object, const char* key, json_value::
 // Records a problem for every member of `object` that is not one of `known`.
 void CheckMembers(const json_value& object, std::initializer_list<const char*> known,
                   const std::string& where, std::vector<std::string>& problems) {
-  for (const auto& [key, value] : object.items()) {
-    if (std::none_of(known.begin(), known.end(), [&](const char* k) { return key == k; })) {
+  for (const auto& item : object.items()) {
+    const std::string& key = item.key();
+    if (std::none_of(known.begin(), known.end(), [&key](const char* k) { return key == k; })) {
       problems.push_back(ExceptionMessage::translate("{}: unknown member '{}'.") % where % key);
     }
   }
@@ -318,8 +319,29 @@ void Investigation::MakeWorksheet(std::optional<std::uint32_t> seed) {
   }
   auto sheet = std::make_unique<WorksheetInfo>(variables_.get(), responses_.get());
   sheet->CreateFromDesign(*design);
-  sheet->SetRunOrder(1, -1, -1, true, false, seed.has_value() ? seed : seed_);
+  const std::optional<std::uint32_t> chosen = seed.has_value() ? seed : seed_;
+  if (design->GetBlockCount() > 1) {
+    // Blocks are run one after the other (the design lists them in order): consecutive run
+    // orders, shuffled within each block only.
+    sheet->SetRunOrder(1, -1, -1, false, false);
+    sheet->RandomizeBlockedRunorder(design->GetBlocks(), false, chosen);
+  } else {
+    sheet->SetRunOrder(1, -1, -1, true, false, chosen);
+  }
   worksheet_ = std::move(sheet);
+}
+
+int Investigation::GetBlock(int position) const {
+  const std::shared_ptr<const NCDesign> design = model_->GetDesign();
+  const Experiment* experiment = worksheet_->GetExperiment(position);
+  if (design == nullptr || experiment == nullptr ||
+      worksheet_->GetExperimentCount() != design->GetRuns()) {
+    return 0;
+  }
+  const int run = experiment->ExpNo();
+  return run >= 1 && run <= design->GetRuns()
+             ? design->GetBlocks()[static_cast<std::size_t>(run - 1)]
+             : 0;
 }
 
 // --- The configuration-section forms.
@@ -646,12 +668,13 @@ void Investigation::DesignFromJson(const json_value& design, std::vector<std::st
         if (KtStdString::EqualsNoCase(builder->GetName(), *name)) type = builder->GetType();
       }
     }
-    const EModel::Type first_model =
-        model.value_or(spec.GetFactors().GetFactors().GetProcessCount() > 0
-                           ? spec.GetProcessModel()
-                           : mixture_model.value_or(spec.GetMixtureModel()));
-    if (!spec.ChangeCurrentDesign(type, name.value_or(""), spec.GetObjective(), first_model,
-                                  false)) {
+    const bool process = spec.GetFactors().GetFactors().GetProcessCount() > 0;
+    if (!spec.ChangeCurrentDesign(
+            type, name.value_or(""), spec.GetObjective(),
+            process ? model.value_or(spec.GetProcessModel()) : EModel::kNone,
+            mixture_model.value_or(process ? spec.GetMixtureModel()
+                                           : model.value_or(spec.GetMixtureModel())),
+            false)) {
       std::string why = ExceptionMessage::translate("There is no design available.");
       if (const DesignBuilder* builder = AllDesigns::GetDesignBuilder(type, name.value_or(""))) {
         const DesignOptions options =
@@ -662,12 +685,6 @@ void Investigation::DesignFromJson(const json_value& design, std::vector<std::st
       }
       problems.push_back(ExceptionMessage::translate("{}: the design '{}' cannot be used: {}") %
                          where % type_text.value_or(name.value_or("")) % why);
-    }
-    if (mixture_model && spec.GetFactors().GetFactors().GetProcessCount() > 0 &&
-        !spec.SetMixtureModel(*mixture_model)) {
-      problems.push_back(ExceptionMessage::translate("{}: the design cannot carry the mixture "
-                                                     "model '{}'.") %
-                         where % EModel::GetString(*mixture_model));
     }
   } else {
     if (model && !spec.ChangeProcessModel(*model)) {
@@ -986,8 +1003,8 @@ void Investigation::Save(const std::string& path) const {
   try {
     WriteFileAtomically(path, content);
   } catch (const Exception& error) {
-    throw Exception(ExceptionMessage::translate("Cannot save the investigation '{}': {}") %
-                    path % error.Message());
+    throw Exception(ExceptionMessage::translate("Cannot save the investigation '{}': {}") % path %
+                    error.Message());
   }
 }
 

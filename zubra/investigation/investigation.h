@@ -162,9 +162,14 @@ class Investigation {
   // `*cancel` becomes true), and then the investigation is as it was.
   void GenerateDesign(const bool* cancel, std::function<void(int, int)> progress);
   // Replaces the worksheet by one experiment per run of the generated design and gives the
-  // runs consecutive run orders shuffled from `seed` (a fresh seed when none is given; the
-  // seed used is GetWorksheet().GetLastSeed()). Throws Exception when no design is generated.
+  // runs consecutive run orders shuffled from `seed` (else the investigation's own seed, else a
+  // fresh one; the seed used is GetWorksheet().GetLastSeed()). A design in blocks keeps its
+  // blocks in order and is shuffled within each block. Throws Exception when no design is
+  // generated.
   void MakeWorksheet(std::optional<std::uint32_t> seed);
+  // The design block of the experiment at `position` when the worksheet is the one made from
+  // the current design (one experiment per run, numbered by run); 0 otherwise.
+  [[nodiscard]] int GetBlock(int position) const;
   // The seed named by the JSON form's "design"/"seed" (or the XML form's "Seed"), if any.
   [[nodiscard]] std::optional<std::uint32_t> GetSeed() const { return seed_; }
   void SetSeed(std::optional<std::uint32_t> seed) { seed_ = seed; }

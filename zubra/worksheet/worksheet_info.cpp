@@ -371,10 +371,34 @@ bool WorksheetInfo::RandomizeBlockedRunorder(const char* factor_name, bool /*fla
                                  : std::make_pair(0, value);
     groups[key].push_back(p);
   }
+  std::vector<std::vector<int>> ordered;
+  ordered.reserve(groups.size());
+  for (auto& [key, positions] : groups) ordered.push_back(std::move(positions));
+  ShuffleWithinGroups(ordered, seed);
+  return true;
+}
+
+bool WorksheetInfo::RandomizeBlockedRunorder(const std::vector<int>& groups, bool /*flag*/,
+                                             std::optional<std::uint32_t> seed) {
+  if (static_cast<int>(groups.size()) != GetExperimentCount()) return false;
+  std::map<int, std::vector<int>> members;
+  for (int p = 1; p <= GetExperimentCount(); ++p) {
+    if (IsEligible(*GetExperiment(p), p))
+      members[groups[static_cast<std::size_t>(p - 1)]].push_back(p);
+  }
+  std::vector<std::vector<int>> ordered;
+  ordered.reserve(members.size());
+  for (auto& [group, positions] : members) ordered.push_back(std::move(positions));
+  ShuffleWithinGroups(ordered, seed);
+  return true;
+}
+
+void WorksheetInfo::ShuffleWithinGroups(const std::vector<std::vector<int>>& groups,
+                                        std::optional<std::uint32_t> seed) {
   const std::uint32_t used = seed.has_value() ? *seed : NewSeed();
   last_seed_ = used;
   MersenneTwister generator(used);
-  for (const auto& [key, positions] : groups) {
+  for (const std::vector<int>& positions : groups) {
     std::vector<int> run_orders;
     run_orders.reserve(positions.size());
     for (const int p : positions) run_orders.push_back(GetExperiment(p)->RunOrder());
@@ -383,7 +407,6 @@ bool WorksheetInfo::RandomizeBlockedRunorder(const char* factor_name, bool /*fla
       GetExperiment(positions[k])->SetRunOrder(run_orders[k]);
     }
   }
-  return true;
 }
 
 bool WorksheetInfo::IsCenterPoint(int position) const {
@@ -467,7 +490,13 @@ void WorksheetInfo::CreateFromDesign(const NCDesign& design) {
     for (int c = 0; c < factor_columns && c < static_cast<int>(cells.size()); ++c) {
       const int cell = cells[static_cast<std::size_t>(c)];
       const FactorClass* factor = variables_->GetIndexFactor(cell);
-      const double value = uncoded(run, c);
+      // The design holds single-precision values: the cell takes the decimal number each
+      // stands for (0.1, not 0.100000001490116).
+      const float single = uncoded(run, c);
+      const double value = IsUndefined(single)
+                               ? kUndefined
+                               : KtString::ToDouble(KtString::FormatShortest(single))
+                                     .value_or(static_cast<double>(single));
       if (factor != nullptr && factor->IsQualitative()) {
         experiment->SetValue(cell,
                              factor->GetSetting(static_cast<int>(std::lround(value))).c_str());

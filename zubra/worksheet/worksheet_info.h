@@ -166,6 +166,11 @@ class WorksheetInfo {
   // recorded, when no variable has that name. `flag` has no effect.
   bool RandomizeBlockedRunorder(const char* factor_name, bool flag,
                                 std::optional<std::uint32_t> seed = std::nullopt);
+  // The same within the groups given by number: `groups[p - 1]` is the group of the experiment
+  // at position p (a design's blocks, say); groups are visited in ascending order. False,
+  // nothing changed, when `groups` does not hold one number per experiment.
+  bool RandomizeBlockedRunorder(const std::vector<int>& groups, bool flag,
+                                std::optional<std::uint32_t> seed = std::nullopt);
   // The seed of the last randomization of this worksheet (RandomizeRunOrder, or
   // RandomizeBlockedRunorder called on its own); nullopt before the first one. Copies keep
   // it; the stored forms do not hold it, and reading one (FromText, FromJson) clears it.
@@ -243,6 +248,10 @@ class WorksheetInfo {
   void Reindex();
   [[nodiscard]] int NextExpNo() const;
   [[nodiscard]] bool IsEligible(const Experiment& experiment, int position) const;
+  // Shuffles the run orders among the positions of each group, one generator for all, seeded
+  // by `seed` or NewSeed(), and records the seed.
+  void ShuffleWithinGroups(const std::vector<std::vector<int>>& groups,
+                           std::optional<std::uint32_t> seed);
   [[nodiscard]] int ResponseBegin() const;
   [[nodiscard]] std::vector<std::string> CellNames() const;
 
