@@ -8,6 +8,11 @@ install(TARGETS zubra
   RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR}
   FILE_SET HEADERS DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 
+# The command-line tool, beside the library it uses.
+if(TARGET zubra_cli)
+  install(TARGETS zubra_cli RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+endif()
+
 install(EXPORT zubraTargets
   NAMESPACE zubra::
   DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/zubra)

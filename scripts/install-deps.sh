@@ -9,6 +9,7 @@ packages=(
   nlohmann-json3-dev libtinyxml2-dev libsimpleini-dev libicu-dev
   libboost-dev libfmt-dev libeigen3-dev
   libgtest-dev libgmock-dev libbenchmark-dev libcli11-dev ccache
+  libxlsxwriter-dev python3
   clang-14 libclang-rt-14-dev
 )
 

@@ -1,0 +1,389 @@
+#include "apps/cli/commands.h"
+
+#include <fmt/format.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <filesystem>
+#include <fstream>
+#include <memory>
+#include <ostream>
+#include <vector>
+
+#include "apps/cli/design_summary.h"
+#include "apps/cli/generation_monitor.h"
+#include "apps/cli/lab_table.h"
+#include "apps/cli/xlsx_workbook.h"
+#include "zubra/investigation/investigation.h"
+#include "zubra/platform/design/all_designs.h"
+#include "zubra/platform/design/design_builder.h"
+#include "zubra/platform/matrix/stream_window.h"
+#include "zubra/platform/util/atomic_file.h"
+#include "zubra/platform/util/exception.h"
+#include "zubra/platform/util/json.h"
+#include "zubra/platform/util/kt_string.h"
+#include "zubra/variables/factor_class.h"
+
+namespace zubra::cli {
+namespace {
+
+constexpr const char* kPrefix = "zubra: ";
+
+void Say(std::ostream& err, const std::string& message) { err << kPrefix << message << '\n'; }
+
+// The message of a stop by Ctrl-C.
+int Cancelled(std::ostream& err) {
+  Say(err, ExceptionMessage::translate("Cancelled; no file was written."));
+  return kExitCancelled;
+}
+
+// The investigation at `path`; null after writing why not to `err`, with `status` set to
+// kExitFileError when the file cannot be read and kExitInvalid when it does not read as an
+// investigation.
+std::unique_ptr<Investigation> OpenInvestigation(const std::string& path, std::ostream& err,
+                                                 int& status) {
+  std::error_code error;
+  const std::filesystem::file_status file = std::filesystem::status(path, error);
+  std::string problem;
+  if (!std::filesystem::exists(file)) {
+    problem = ExceptionMessage::translate("The file '{}' does not exist.") % path;
+  } else if (std::filesystem::is_directory(file)) {
+    problem = ExceptionMessage::translate("'{}' is a folder, not an investigation file.") % path;
+  } else if (!std::ifstream(path, std::ios::binary).is_open()) {
+    problem = ExceptionMessage::translate("Cannot read the file '{}'.") % path;
+  }
+  if (!problem.empty()) {
+    Say(err, problem);
+    status = kExitFileError;
+    return nullptr;
+  }
+  try {
+    return Investigation::Open(path);
+  } catch (const Exception& failure) {
+    Say(err, failure.what());
+  }
+  status = kExitInvalid;
+  return nullptr;
+}
+
+// Writes `problems` under a heading naming `path`; false when there are none.
+bool ReportProblems(const std::string& path, const std::vector<std::string>& problems,
+                    std::ostream& err) {
+  if (problems.empty()) return false;
+  std::string text =
+      ExceptionMessage::translate("The investigation '{}' cannot give a design:") % path;
+  for (const std::string& problem : problems) text += "\n  - " + problem;
+  Say(err, text);
+  return true;
+}
+
+// When the investigation names no design the catalogue knows, the best design of the
+// catalogue for its objective and models (when there is one) is made current. Every command
+// but `convert` (which keeps the file as it is) does this first, so that they all speak of
+// the design that `design` generates.
+void ChooseDesignIfNone(Investigation& study) {
+  ModelSpec& spec = study.GetModelSpec();
+  if (spec.GetDesignBuilder() != nullptr) return;
+  const DesignBuilder* best = spec.GetUserDesign();
+  if (best == nullptr) return;
+  const EModel::Type model = spec.GetFactors().GetFactors().GetProcessCount() > 0
+                                 ? spec.GetProcessModel()
+                                 : spec.GetMixtureModel();
+  spec.ChangeCurrentDesign(best->GetType(), best->GetName(), spec.GetObjective(), model, true);
+}
+
+// Why a file cannot be written at `path` (its folder is missing or not writable); empty when
+// it can, as far as can be told before writing.
+std::string FolderProblem(const std::string& path) {
+  std::filesystem::path folder = std::filesystem::path(path).parent_path();
+  if (folder.empty()) folder = ".";
+  std::error_code error;
+  if (!std::filesystem::is_directory(folder, error)) {
+    return ExceptionMessage::translate("Cannot write '{}': the folder '{}' does not exist.") %
+           path % folder.string();
+  }
+  if (access(folder.c_str(), W_OK) != 0) {
+    return ExceptionMessage::translate("Cannot write '{}': the folder '{}' is not writable.") %
+           path % folder.string();
+  }
+  return {};
+}
+
+bool SamePath(const std::string& a, const std::string& b) {
+  std::error_code error;
+  if (std::filesystem::equivalent(a, b, error)) return true;
+  return std::filesystem::absolute(a, error).lexically_normal() ==
+         std::filesystem::absolute(b, error).lexically_normal();
+}
+
+// The worksheet of `study` in `format`.
+std::string RenderWorksheet(const Investigation& study, SheetFormat format,
+                            const std::vector<SummaryItem>& summary) {
+  switch (format) {
+    case SheetFormat::kTsv:
+      return LabTable::FromInvestigation(study).ToDelimited(LabTable::Delimiter::kTab);
+    case SheetFormat::kCsv:
+      return LabTable::FromInvestigation(study).ToDelimited(LabTable::Delimiter::kComma);
+    case SheetFormat::kJson:
+      return DumpJson(study.GetWorksheet().ToJson(), 2) + "\n";
+    case SheetFormat::kXlsx:
+      return MakeWorkbook(LabTable::FromInvestigation(study), summary);
+  }
+  return {};
+}
+
+// "4, 8, 12-20": the ascending `values` with runs of consecutive numbers joined.
+template <typename T>
+std::string CompactList(const std::vector<T>& values) {
+  std::string text;
+  for (std::size_t i = 0; i < values.size();) {
+    std::size_t j = i;
+    while (j + 1 < values.size() && values[j + 1] == values[j] + 1) ++j;
+    if (!text.empty()) text += ", ";
+    text += std::to_string(values[i]);
+    if (j > i + 1) {
+      text += "-" + std::to_string(values[j]);
+    } else if (j == i + 1) {
+      text += ", " + std::to_string(values[j]);
+    }
+    i = j + 1;
+  }
+  return text;
+}
+
+}  // namespace
+
+std::optional<SheetFormat> SheetFormatFromName(std::string_view name) {
+  const std::string lower = KtStdString::ToLower(name);
+  if (lower == "tsv") return SheetFormat::kTsv;
+  if (lower == "csv") return SheetFormat::kCsv;
+  if (lower == "json") return SheetFormat::kJson;
+  if (lower == "xlsx") return SheetFormat::kXlsx;
+  return std::nullopt;
+}
+
+SheetFormat SheetFormatOfPath(std::string_view path) {
+  const std::string extension =
+      KtStdString::ToLower(std::filesystem::path(path).extension().string());
+  if (extension.size() < 2) return SheetFormat::kTsv;
+  return SheetFormatFromName(std::string_view(extension).substr(1)).value_or(SheetFormat::kTsv);
+}
+
+std::string DefaultInvestigationPath(const std::string& output) {
+  return std::filesystem::path(output).replace_extension(".xml").string();
+}
+
+// --- design ---------------------------------------------------------------------------------
+
+int RunDesign(const DesignRequest& request, std::ostream& out, std::ostream& err) {
+  const SheetFormat format = request.format.value_or(
+      request.output ? SheetFormatOfPath(*request.output) : SheetFormat::kTsv);
+  if (!request.output && format == SheetFormat::kXlsx && request.output_is_terminal) {
+    Say(err, ExceptionMessage::translate("An .xlsx worksheet is not written to a terminal; name "
+                                         "a file with -o."));
+    return kExitUsage;
+  }
+  std::optional<std::string> save = request.save;
+  if (!save && request.output) save = DefaultInvestigationPath(*request.output);
+  if (save && request.output && SamePath(*save, *request.output)) {
+    Say(err, ExceptionMessage::translate("The worksheet and the investigation would both be "
+                                         "written to '{}'; name another file with --save.") %
+                 *save);
+    return kExitUsage;
+  }
+
+  int status = kExitSuccess;
+  std::unique_ptr<Investigation> study = OpenInvestigation(request.input, err, status);
+  if (study == nullptr) return status;
+  ChooseDesignIfNone(*study);
+  if (ReportProblems(request.input, study->Check(), err)) return kExitInvalid;
+  // Both files are written or neither: a folder that cannot take one is found before the
+  // generation, not after the other file was written.
+  for (const std::optional<std::string>& path : {request.output, save}) {
+    if (!path) continue;
+    if (const std::string problem = FolderProblem(*path); !problem.empty()) {
+      Say(err, problem);
+      return kExitFileError;
+    }
+  }
+  if (InterruptScope::Requested()) return Cancelled(err);
+
+  try {
+    GenerationMonitor::Options watch;
+    watch.bar = request.progress_bar ? &err : nullptr;
+    GenerationMonitor monitor(std::move(watch));
+    study->GenerateDesign(monitor.CancelFlag(), monitor.ProgressCallback());
+    monitor.Stop();  // the bar is gone before anything else is said
+    study->MakeWorksheet(request.seed ? request.seed : study->GetSeed());
+  } catch (const CancelException&) {
+    return Cancelled(err);
+  } catch (const Exception& failure) {
+    Say(err, failure.what());
+    return kExitInvalid;
+  }
+  if (InterruptScope::Requested()) return Cancelled(err);
+  const std::optional<std::uint32_t> seed = study->GetWorksheet().GetLastSeed();
+  study->SetSeed(seed);  // the saved investigation makes the same run order again
+
+  std::string sheet;
+  try {
+    sheet = RenderWorksheet(*study, format, SummarizeDesign(*study, seed));
+  } catch (const Exception& failure) {
+    Say(err, failure.what());
+    return kExitFileError;
+  }
+  if (InterruptScope::Requested()) return Cancelled(err);
+
+  // From here on the command finishes what it writes; a Ctrl-C no longer stops it. The
+  // investigation, the larger file, goes first: should it fail, nothing is written.
+  std::ostream& report = request.output ? out : err;
+  std::vector<SummaryItem> written;
+  try {
+    if (save) study->Save(*save);
+    if (request.output) {
+      WriteFileAtomically(*request.output, sheet);
+      written.push_back({"Worksheet file", *request.output, std::nullopt, {}});
+    } else {
+      out << sheet << std::flush;
+    }
+    if (save) written.push_back({"Investigation file", *save, std::nullopt, {}});
+  } catch (const Exception& failure) {
+    Say(err, failure.what());
+    return kExitFileError;
+  }
+  std::vector<SummaryItem> items = SummarizeDesign(*study, std::nullopt);
+  items.insert(items.end(), written.begin(), written.end());
+  report << FormatSummary(items);
+  if (seed) report << "Seed: " << *seed << '\n';
+  return kExitSuccess;
+}
+
+// --- show, check, convert -------------------------------------------------------------------
+
+int RunShow(const std::string& path, std::ostream& out, std::ostream& err) {
+  int status = kExitSuccess;
+  const std::unique_ptr<Investigation> study = OpenInvestigation(path, err, status);
+  if (study == nullptr) return status;
+  ChooseDesignIfNone(*study);
+  StreamWindow window(out);
+  if (!study->GetName().empty()) window << "Investigation   : " << study->GetName() << "\n";
+  if (!study->GetDescription().empty()) {
+    window << "Description     : " << study->GetDescription() << "\n";
+  }
+  window << "\n== Factors ==\n";
+  for (const FactorClass* factor : study->GetVariables().GetAllFactors()) {
+    window << "\n";
+    factor->Show(window);
+  }
+  window << "\n== Responses ==\n";
+  for (const ResponseEx* response : study->GetResponses().GetResponses()) {
+    window << "\n";
+    response->Show(window);
+  }
+  window << "\n== Model specification ==\n\n";
+  study->GetModelSpec().Show(window);
+  out << std::flush;
+  return kExitSuccess;
+}
+
+int RunCheck(const std::string& path, std::ostream& out, std::ostream& err) {
+  int status = kExitSuccess;
+  const std::unique_ptr<Investigation> study = OpenInvestigation(path, err, status);
+  if (study == nullptr) return status;
+  ChooseDesignIfNone(*study);
+  if (ReportProblems(path, study->Check(), err)) return kExitInvalid;
+  const std::string sound = ExceptionMessage::translate("The investigation '{}' is sound.") % path;
+  out << sound << '\n';
+  return kExitSuccess;
+}
+
+int RunConvert(const std::string& input, const std::string& output, std::ostream& err) {
+  if (!Investigation::FormatOf(output)) {
+    Say(err, ExceptionMessage::translate("'{}' names no form of investigation: use the extension "
+                                         ".json, .xml or .ini.") %
+                 output);
+    return kExitUsage;
+  }
+  int status = kExitSuccess;
+  const std::unique_ptr<Investigation> study = OpenInvestigation(input, err, status);
+  if (study == nullptr) return status;
+  if (InterruptScope::Requested()) return Cancelled(err);
+  try {
+    study->Save(output);
+  } catch (const Exception& failure) {
+    Say(err, failure.what());
+    return kExitFileError;
+  }
+  return kExitSuccess;
+}
+
+// --- catalogue ------------------------------------------------------------------------------
+
+int RunCatalogue(const std::string& path, std::ostream& out, std::ostream& err) {
+  int status = kExitSuccess;
+  const std::unique_ptr<Investigation> study = OpenInvestigation(path, err, status);
+  if (study == nullptr) return status;
+  ChooseDesignIfNone(*study);
+  const ModelSpec& spec = study->GetModelSpec();
+  const Factors& factors = spec.GetFactors().GetFactors();
+
+  // The options every design is asked with: those of the best-design choice.
+  DesignOptions base;
+  base.SetObjective(spec.GetObjective());
+  base.SetMaxRuns(spec.GetMaxLegalRuns());
+  base.SetProcessModel(spec.GetProcessModel());
+  base.SetMixtureModel(spec.GetMixtureModel());
+  const DesignBuilder* best = spec.GetUserDesign();
+  const DesignBuilder* chosen = spec.GetDesignBuilder();
+
+  struct Row {
+    std::string type, name, runs, blocks, remark;
+  };
+  std::vector<Row> rows;
+  const AllDesigns::Catalogue& catalogue = spec.IsREDMUPSubModel()
+                                               ? AllDesigns::ClassicAndREDMUPDesigns()
+                                               : AllDesigns::ClassicDesigns();
+  for (const DesignBuilder* builder : catalogue) {
+    const DesignOptions options = builder->MakeOptions(factors, base);
+    if (!builder->IsValid(factors, options)) continue;
+    std::string remark;
+    if (builder == best) remark = "best";
+    if (builder == chosen) remark += remark.empty() ? "chosen" : ", chosen";
+    rows.push_back({EDesign::GetString(builder->GetType()), builder->GetName(),
+                    CompactList(builder->GetCandidateRuns(factors, options)),
+                    CompactList(builder->GetBlockCounts(factors, options)), remark});
+  }
+
+  out << fmt::format("Objective {}, process model {}, mixture model {}, {} factors\n",
+                     EObjective::GetString(spec.GetObjective()),
+                     EModel::GetString(spec.GetProcessModel()),
+                     EModel::GetString(spec.GetMixtureModel()), factors.GetCount());
+  if (rows.empty()) {
+    Say(err, ExceptionMessage::translate("No design of the catalogue accepts these factors for "
+                                         "this objective."));
+    return kExitInvalid;
+  }
+  const Row heading{"Type", "Name", "Runs", "Blocks", ""};
+  std::array<std::size_t, 4> widths{};
+  const auto widen = [&widths](const Row& row) {
+    widths[0] = std::max(widths[0], row.type.size());
+    widths[1] = std::max(widths[1], row.name.size());
+    widths[2] = std::max(widths[2], row.runs.size());
+    widths[3] = std::max(widths[3], row.blocks.size());
+  };
+  widen(heading);
+  for (const Row& row : rows) widen(row);
+  const auto line = [&](const Row& row) {
+    std::string text =
+        fmt::format("{:<{}}  {:<{}}  {:<{}}  {:<{}}  {}", row.type, widths[0], row.name, widths[1],
+                    row.runs, widths[2], row.blocks, widths[3], row.remark);
+    while (!text.empty() && text.back() == ' ') text.pop_back();
+    out << text << '\n';
+  };
+  line(heading);
+  for (const Row& row : rows) line(row);
+  return kExitSuccess;
+}
+
+}  // namespace zubra::cli
