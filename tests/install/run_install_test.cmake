@@ -29,3 +29,15 @@ if(NOT rc EQUAL 0 OR NOT out MATCHES "zubra consumer ok")
   message(FATAL_ERROR "consumer failed (${rc}):\n${out}\n${err}")
 endif()
 message(STATUS "${out}")
+
+# The command-line tool is installed with the library and runs from the prefix, finding the
+# installed library beside it.
+if(TOOL)
+  execute_process(COMMAND "${prefix}/bin/zubra" --version RESULT_VARIABLE rc OUTPUT_VARIABLE out
+                  ERROR_VARIABLE err)
+  if(NOT rc EQUAL 0 OR NOT out MATCHES "^zubra [0-9]+\\.[0-9]+\\.[0-9]+")
+    message(FATAL_ERROR "installed tool failed (${rc}):\n${out}\n${err}")
+  endif()
+  message(STATUS "${out}")
+endif()
+
