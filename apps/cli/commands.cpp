@@ -78,21 +78,6 @@ bool ReportProblems(const std::string& path, const std::vector<std::string>& pro
   return true;
 }
 
-// When the investigation names no design the catalogue knows, the best design of the
-// catalogue for its objective and models (when there is one) is made current. Every command
-// but `convert` (which keeps the file as it is) does this first, so that they all speak of
-// the design that `design` generates.
-void ChooseDesignIfNone(Investigation& study) {
-  ModelSpec& spec = study.GetModelSpec();
-  if (spec.GetDesignBuilder() != nullptr) return;
-  const DesignBuilder* best = spec.GetUserDesign();
-  if (best == nullptr) return;
-  const EModel::Type model = spec.GetFactors().GetFactors().GetProcessCount() > 0
-                                 ? spec.GetProcessModel()
-                                 : spec.GetMixtureModel();
-  spec.ChangeCurrentDesign(best->GetType(), best->GetName(), spec.GetObjective(), model, true);
-}
-
 // Why a file cannot be written at `path` (its folder is missing or not writable); empty when
 // it can, as far as can be told before writing.
 std::string FolderProblem(const std::string& path) {
@@ -196,7 +181,6 @@ int RunDesign(const DesignRequest& request, std::ostream& out, std::ostream& err
   int status = kExitSuccess;
   std::unique_ptr<Investigation> study = OpenInvestigation(request.input, err, status);
   if (study == nullptr) return status;
-  ChooseDesignIfNone(*study);
   if (ReportProblems(request.input, study->Check(), err)) return kExitInvalid;
   // Both files are written or neither: a folder that cannot take one is found before the
   // generation, not after the other file was written.
@@ -265,7 +249,6 @@ int RunShow(const std::string& path, std::ostream& out, std::ostream& err) {
   int status = kExitSuccess;
   const std::unique_ptr<Investigation> study = OpenInvestigation(path, err, status);
   if (study == nullptr) return status;
-  ChooseDesignIfNone(*study);
   StreamWindow window(out);
   if (!study->GetName().empty()) window << "Investigation   : " << study->GetName() << "\n";
   if (!study->GetDescription().empty()) {
@@ -291,7 +274,6 @@ int RunCheck(const std::string& path, std::ostream& out, std::ostream& err) {
   int status = kExitSuccess;
   const std::unique_ptr<Investigation> study = OpenInvestigation(path, err, status);
   if (study == nullptr) return status;
-  ChooseDesignIfNone(*study);
   if (ReportProblems(path, study->Check(), err)) return kExitInvalid;
   const std::string sound = ExceptionMessage::translate("The investigation '{}' is sound.") % path;
   out << sound << '\n';
@@ -324,7 +306,6 @@ int RunCatalogue(const std::string& path, std::ostream& out, std::ostream& err) 
   int status = kExitSuccess;
   const std::unique_ptr<Investigation> study = OpenInvestigation(path, err, status);
   if (study == nullptr) return status;
-  ChooseDesignIfNone(*study);
   const ModelSpec& spec = study->GetModelSpec();
   const Factors& factors = spec.GetFactors().GetFactors();
 

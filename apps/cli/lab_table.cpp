@@ -50,10 +50,9 @@ LabTable LabTable::FromInvestigation(const Investigation& study) {
   LabTable table;
   const WorksheetInfo& sheet = study.GetWorksheet();
   const std::shared_ptr<const NCDesign> design = study.GetModelSpec().GetDesign();
-  // The block of each run is known while the worksheet is the one made from the design (one
-  // experiment per run, in the design's order).
+  // The block of each run is known while the worksheet is the one made from the design.
   const bool blocked = design != nullptr && design->GetBlockCount() > 1 &&
-                       design->GetRuns() == sheet.GetExperimentCount();
+                       study.GetBlock(1) > 0;
 
   table.header_ = {"RunOrder", "ExpNo", "ExpName"};
   if (blocked) table.header_.emplace_back("Block");
@@ -89,7 +88,7 @@ LabTable LabTable::FromInvestigation(const Investigation& study) {
     row.emplace_back(static_cast<double>(experiment.ExpNo()));
     row.emplace_back(experiment.DisplayName());
     if (blocked) {
-      row.emplace_back(static_cast<double>(design->GetBlocks()[position - 1]));
+      row.emplace_back(static_cast<double>(study.GetBlock(position)));
     }
     for (const int cell : cells) {
       row.push_back(cell > 0 ? CellOf(experiment, cell) : Cell{});
