@@ -1,6 +1,12 @@
 // Zubra: the umbrella header. Includes every public class of the library.
 #pragma once
 
+#include <zubra/evaluation/alias_matrix.h>
+#include <zubra/evaluation/alias_structure.h>
+#include <zubra/evaluation/evaluated_design.h>
+#include <zubra/evaluation/power_analysis.h>
+#include <zubra/evaluation/prediction_variance.h>
+#include <zubra/evaluation/region_sampler.h>
 #include <zubra/investigation/investigation.h>
 #include <zubra/model/model_spec.h>
 #include <zubra/model/objective.h>
@@ -54,6 +60,7 @@
 #include <zubra/platform/matrix/itm_data.h>
 #include <zubra/platform/matrix/itm_info.h>
 #include <zubra/platform/matrix/nc_data_matrix.h>
+#include <zubra/platform/matrix/noncentral_power.h>
 #include <zubra/platform/matrix/stream_window.h>
 #include <zubra/platform/matrix/tra_data.h>
 #include <zubra/platform/matrix/xf_matrix.h>
