@@ -302,6 +302,8 @@ TEST(EvaluatedDesign, RefusesInputThatDoesNotFitWithAMessage) {
     SCOPED_TRACE(row.name);
     ExpectMessage([&] { EvaluatedDesign(factors, row.model, row.coded, row.blocks); }, row.message);
   }
+  ExpectMessage([&] { (void)EvaluatedDesign(factors, linear, runs).Replicated(2'500'001); },
+                "2500001 copies of a design of 4 runs are too many.");
 }
 
 TEST(EvaluatedDesign, TakesTheSelectedDesignAndTermsOfAModelSpecification) {

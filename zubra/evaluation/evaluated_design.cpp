@@ -157,9 +157,14 @@ EvaluatedDesign::Dispersion EvaluatedDesign::ComputeDispersion() const {
 EvaluatedDesign EvaluatedDesign::Replicated(int copies) const {
   copies = std::max(copies, 1);
   const int runs = GetRuns();
-  NCDataMatrix<float> coded(runs * copies, coded_.GetCols());
+  const long long total = static_cast<long long>(runs) * copies;
+  if (total > kMaxReplicatedRuns) {
+    throw Exception(ExceptionMessage::translate("{} copies of a design of {} runs are too many.") %
+                    copies % runs);
+  }
+  NCDataMatrix<float> coded(static_cast<int>(total), coded_.GetCols());
   std::vector<int> blocks;
-  blocks.reserve(static_cast<std::size_t>(runs * copies));
+  blocks.reserve(static_cast<std::size_t>(total));
   for (int k = 0; k < copies; ++k) {
     for (int r = 0; r < runs; ++r) {
       std::copy_n(coded_.GetRowData(r), coded_.GetCols(), coded.GetRowData(k * runs + r));

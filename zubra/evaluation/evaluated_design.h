@@ -32,6 +32,9 @@ class NCDesign;
 //   PowerAnalysis::Results power = PowerAnalysis::Compute(design, settings);
 class EvaluatedDesign {
  public:
+  // The most runs Replicated makes.
+  static constexpr long long kMaxReplicatedRuns = 10'000'000;
+
   // The dispersion of the coefficients of the full model matrix X (model and block columns).
   struct Dispersion {
     // True when X has rank below its column count (also when there are fewer runs than
@@ -87,8 +90,9 @@ class EvaluatedDesign {
   [[nodiscard]] Eigen::MatrixXd ModelMatrix() const;
   // The dispersion of ModelMatrix().
   [[nodiscard]] Dispersion ComputeDispersion() const;
-  // The same design with every run (and its block) repeated `copies` times, each copy's runs
-  // in the design's order; copies >= 1.
+  // The same design with every run (and its block) repeated `copies` times (at least once),
+  // each copy's runs in the design's order. Throws Exception when that makes more than
+  // kMaxReplicatedRuns runs.
   [[nodiscard]] EvaluatedDesign Replicated(int copies) const;
 
  private:
