@@ -22,6 +22,18 @@ Eigen::VectorXd Variances(const Eigen::MatrixXd& f, const Eigen::MatrixXd& inver
   return (f * inverse).cwiseProduct(f).rowwise().sum();
 }
 
+// True when run `row` of `coded` lies within -1..+1 in every process factor that is not
+// qualitative (the axial runs of a circumscribed composite design lie outside the region).
+bool InsideBox(const Factors& factors, const NCDataMatrix<float>& coded, int row) {
+  constexpr double kTolerance = 1e-6;
+  for (int f = 0; f < factors.GetCount(); ++f) {
+    const Factors::Factor& factor = factors.GetFactor(f);
+    if (factor.IsQualitative() || factor.IsMixture()) continue;
+    if (std::fabs(static_cast<double>(coded(row, f))) > 1.0 + kTolerance) return false;
+  }
+  return true;
+}
+
 }  // namespace
 
 double PredictionVariance::Results::Quantile(double fraction) const {
@@ -86,8 +98,13 @@ PredictionVariance::Results PredictionVariance::Compute(const EvaluatedDesign& d
   std::sort(results.sorted.begin(), results.sorted.end());
   results.mean = v.mean();
   results.minimum = results.sorted.front();
+  results.maximum = results.sorted.back();
   const Eigen::VectorXd at_runs = Variances(model.Expand(factors, design.GetCoded()), inverse);
-  results.maximum = std::max(results.sorted.back(), at_runs.maxCoeff());
+  for (int r = 0; r < design.GetRuns(); ++r) {
+    if (InsideBox(factors, design.GetCoded(), r)) {
+      results.maximum = std::max(results.maximum, at_runs(r));
+    }
+  }
   results.g_efficiency = 100.0 * p / (n * results.maximum);
   if (design.GetConstraints() == nullptr) {
     const Eigen::MatrixXd moments = model.Moments(factors);

@@ -25,10 +25,12 @@ namespace zubra {
 //   - mean: the average of v, the I-criterion (integrated variance); for a box region without
 //     constraints or mixtures also exactly, trace((X'X)^-1 W) with the moments W of
 //     DesignModel::Moments (exact_mean), against which the sampled mean can be checked;
-//   - maximum: the largest v found over the sample points and the design's own runs, the
-//     G-criterion; g_efficiency = 100 p / (N maximum), 100 when no point of the region is
-//     predicted worse than p/N, the average over the runs (the design statistics' G-efficiency
-//     looks at the runs only);
+//   - maximum: the largest v found over the sample points and the design's own runs that lie
+//     in the region (process factors within -1..+1), the G-criterion. With many factors a
+//     sample seldom comes near the corners of the region, so this is a lower bound of the
+//     true maximum there. g_efficiency = 100 p / (N maximum), 100 when no point of the region
+//     is predicted worse than p/N, the average over the runs (the design statistics'
+//     G-efficiency looks at the runs only);
 //   - the fraction-of-design-space curve: the sorted sample values, where the value at
 //     fraction f is the v that a share f of the region does not exceed.
 // And of the coefficients, against an orthogonal design of the same runs whose model columns
