@@ -22,7 +22,7 @@ constexpr int kRuns = 80;
 
 // The D-optimal design of kRuns runs for the quadratic model in kFactors factors, made once.
 const EvaluatedDesign& Design() {
-  static const EvaluatedDesign design = [] {
+  static const EvaluatedDesign kDesign = [] {
     Factors factors;
     for (int i = 1; i <= kFactors; ++i) {
       std::string name = "X";
@@ -41,13 +41,13 @@ const EvaluatedDesign& Design() {
     const std::unique_ptr<NCDesign> made = builder.Generate(factors, options);
     return EvaluatedDesign::FromDesign(*made, factors, model);
   }();
-  return design;
+  return kDesign;
 }
 
 // Every three-factor interaction: the potential terms of a quadratic model, whose own
 // two-factor interactions are all in the model.
 const DesignModel& ThreeFactorInteractions() {
-  static const DesignModel terms = [] {
+  static const DesignModel kTerms = [] {
     std::vector<DesignModel::Term> list;
     for (int a = 0; a < kFactors; ++a) {
       for (int b = a + 1; b < kFactors; ++b) {
@@ -56,7 +56,7 @@ const DesignModel& ThreeFactorInteractions() {
     }
     return DesignModel(std::move(list));
   }();
-  return terms;
+  return kTerms;
 }
 
 PowerSettings Settings() {

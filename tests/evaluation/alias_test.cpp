@@ -58,28 +58,17 @@ TEST(AliasStructure, TableDesignsHaveThePublishedWordLengthPatterns) {
 }
 
 TEST(AliasStructure, GivesTheTextbookAliasChains) {
-  struct Row {
-    std::string name;
-    Generators generators;
-    int max_length;
-    std::vector<std::string> texts;
-  };
-  const std::vector<Row> rows = {
-      {"2^(7-4): D = AB, E = AC, F = BC, G = ABC",
-       Generators(3, {3, 5, 6, 7}, {}),
-       2,
-       {"I = ABD = ACE = BCF = DEF = CDG = BEG = AFG = BCDE = ACDF = ABEF = ABCG = ADEG = BDFG = "
-        "CEFG = ABCDEFG",
-        "A = BD = CE = FG", "B = AD = CF = EG", "C = AE = BF = DG", "D = AB = EF = CG",
-        "E = AC = DF = BG", "F = BC = DE = AG", "G = CD = BE = AF"}},
-  };
-  for (const Row& row : rows) {
-    SCOPED_TRACE(row.name);
-    const AliasStructure aliases(row.generators, row.max_length);
-    const std::vector<std::string> texts = aliases.GetTexts(nullptr);
-    const std::size_t compared = std::min(texts.size(), row.texts.size());
-    EXPECT_EQ(std::vector<std::string>(texts.begin(), texts.begin() + compared), row.texts);
-  }
+  // 2^(7-4): D = AB, E = AC, F = BC, G = ABC, aliases of up to two letters.
+  const std::string relation =
+      "I = ABD = ACE = BCF = DEF = CDG = BEG = AFG = BCDE = ACDF = ABEF = ABCG = ADEG = BDFG = "
+      "CEFG = ABCDEFG";
+  const std::vector<std::string> chains = {
+      relation,           "A = BD = CE = FG", "B = AD = CF = EG", "C = AE = BF = DG",
+      "D = AB = EF = CG", "E = AC = DF = BG", "F = BC = DE = AG", "G = CD = BE = AF"};
+  const std::vector<std::string> texts =
+      AliasStructure(Generators(3, {3, 5, 6, 7}, {}), 2).GetTexts(nullptr);
+  ASSERT_GE(texts.size(), chains.size());
+  EXPECT_EQ(std::vector<std::string>(texts.begin(), texts.begin() + 8), chains);
   // 2^(6-2), E = ABC, F = BCD: names instead of letters, and aliases up to three letters.
   const std::vector<std::string> names = {"T", "P", "C", "S", "R", "V"};
   const AliasStructure six(Generators(4, {7, 14}, {}));
@@ -151,7 +140,7 @@ TEST(AliasMatrix, AgreesWithTheAliasChainsOfRegularFractions) {
           const bool listed =
               std::find(main.aliases.begin(), main.aliases.end(), pair) != main.aliases.end();
           EXPECT_NEAR(aliases.matrix(f + 1, column), listed ? 1.0 : 0.0, 1e-12)
-              << aliases.model_names[static_cast<std::size_t>(f + 1)] << " / "
+              << aliases.model_names[static_cast<std::size_t>(f) + 1] << " / "
               << aliases.potential_names[static_cast<std::size_t>(column)];
         }
       }
