@@ -94,18 +94,6 @@ DesignOptions ForVariedFactors(const DesignOptions& options, const Factors& fact
   return renumbered;
 }
 
-// The uncoded value of a varied process factor at coded value `coded`.
-float ProcessValue(const Factors::Factor& factor, float coded) {
-  const double mid = (factor.low + factor.high) / 2.0;
-  const double half = (factor.high - factor.low) / 2.0;
-  double value = mid + static_cast<double>(coded) * half;
-  // A factor with levels takes the level the coded value stands for, free of rounding.
-  for (double level : factor.levels) {
-    if (std::fabs(level - value) <= 1e-5 * half) value = level;
-  }
-  return static_cast<float>(value);
-}
-
 // The centre run moved into the region when the plain centre lies outside it: the centroid of
 // the mixture region when the mixture's bounds or constraints cut the simplex's centroid away,
 // and the centroid of the continuous process region when its constraints exclude the middle of
@@ -463,6 +451,17 @@ bool DesignBuilder::RefuseModel(EModel::Type model, std::string* message) const 
   return Refuse(message, ExceptionMessage::translate("The design '{}' does not support the model "
                                                      "'{}'.") %
                              GetName() % EModel::GetString(model));
+}
+
+float DesignBuilder::ProcessValue(const Factors::Factor& factor, float coded) {
+  const double mid = (factor.low + factor.high) / 2.0;
+  const double half = (factor.high - factor.low) / 2.0;
+  double value = mid + static_cast<double>(coded) * half;
+  // A factor with levels takes the level the coded value stands for, free of rounding.
+  for (double level : factor.levels) {
+    if (std::fabs(level - value) <= 1e-5 * half) value = level;
+  }
+  return static_cast<float>(value);
 }
 
 std::vector<float> DesignBuilder::DiscreteCodedLevels(const Factors::Factor& factor) {

@@ -90,6 +90,10 @@ class DesignBuilder {
   // qualitative factor, the levels of a multilevel or time factor mapped onto -1..+1; empty
   // for a continuous factor.
   static std::vector<float> DiscreteCodedLevels(const Factors::Factor& factor);
+  // The uncoded value of a process factor (not qualitative, not mixture) at coded value
+  // `coded`: the middle of the range plus coded times half the range; a factor with levels
+  // takes the level the value stands for, free of rounding.
+  static float ProcessValue(const Factors::Factor& factor, float coded);
 
   // A copy of `base` made to suit this family for `factors`: the default runs, no
   // generators, blocks 1 unless the base's blocks are offered, centre points raised to the
