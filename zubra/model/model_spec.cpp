@@ -443,6 +443,12 @@ std::vector<std::size_t> ModelSpec::GetAvalibleBlocks() const {
           break;
       }
       break;
+    case EDesign::kDefinitiveScreening:
+      // Blocks of whole mirror pairs, as the builder offers them for the runs.
+      for (unsigned b : builder->GetBlockCounts(factors, GetDesignOptions(), n)) {
+        if (b > 1) counts.push_back(b);
+      }
+      break;
     case EDesign::kDOptimal: {
       const std::vector<int> runs = builder->GetCandidateRuns(factors, GetDesignOptions());
       if (runs.empty()) break;

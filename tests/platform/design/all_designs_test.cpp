@@ -142,7 +142,11 @@ TEST(AllDesigns, BestDesignSuitsTheObjectiveAndTheFactors) {
       {Quantitative(5), screening, linear, EDesign::kFracFactResV, ff, 16},
       {Quantitative(7), screening, linear, EDesign::kFracFactResIV, ff, 16},
       {Quantitative(15), screening, linear, EDesign::kFracFactResIV, ff, 32},
-      {Quantitative(20), screening, linear, EDesign::kPlackettBurman, "Plackett-Burman", 24},
+      // Beyond the fraction tables' 15 factors, main effects stay clear of two-factor
+      // interactions in the three-level design.
+      {Quantitative(20), screening, linear, EDesign::kDefinitiveScreening, "Definitive Screening",
+       41},
+      {Quantitative(31), screening, linear, EDesign::kPlackettBurman, "Plackett-Burman", 32},
       {Quantitative(6), screening, interaction, EDesign::kFullFactorial, "Full Factorial", 64},
       {Quantitative(8), screening, interaction, EDesign::kFracFactResV, ff, 64},
       {Quantitative(13), screening, interaction, EDesign::kRechtschaffnerResV,

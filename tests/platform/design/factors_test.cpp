@@ -39,7 +39,7 @@ TEST(DesignEnumerations, EveryCodeRoundTripsThroughItsText) {
        [](int c) { return EModel::GetString(static_cast<EModel::Type>(c)); },
        [](const std::string& t) { return static_cast<int>(EModel::GetType(t)); }},
       {"EDesign",
-       {0, 1, 2, 3, 4, 8, 9, 10, 11, 13, 14, 20, 21, 22, 23, 26, 27, 30, 31, 33, 37, 40},
+       {0, 1, 2, 3, 4, 8, 9, 10, 11, 13, 14, 20, 21, 22, 23, 26, 27, 30, 31, 33, 37, 40, 45},
        [](int c) { return EDesign::GetString(static_cast<EDesign::Type>(c)); },
        [](const std::string& t) { return static_cast<int>(EDesign::GetType(t)); }},
       {"StarDistanceChoice",

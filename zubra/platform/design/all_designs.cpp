@@ -7,6 +7,7 @@
 
 #include "zubra/platform/design/design_options.h"
 #include "zubra/platform/design/internal/d_optimal_builder.h"
+#include "zubra/platform/design/internal/definitive_screening_builder.h"
 #include "zubra/platform/design/internal/factorial_builders.h"
 #include "zubra/platform/design/internal/general_factorial_builder.h"
 #include "zubra/platform/design/internal/mixture_builders.h"
@@ -68,6 +69,7 @@ Registry& TheRegistry() {
     classic(std::make_unique<internal::FractionalFactorialBuilder>(3));
     classic(std::make_unique<internal::PlackettBurmanBuilder>());
     classic(std::make_unique<internal::RechtschaffnerResVBuilder>());
+    classic(std::make_unique<internal::DefinitiveScreeningBuilder>());
     classic(std::make_unique<CentralCompositeBuilder>(CentralCompositeBuilder::Form::kFaceCentred));
     classic(
         std::make_unique<CentralCompositeBuilder>(CentralCompositeBuilder::Form::kCircumscribed));

@@ -21,6 +21,7 @@ namespace zubra {
 // classic catalogue, in order:
 //   - two-level designs: full factorial; fractional factorials of resolution V, IV, III;
 //     Plackett-Burman; the saturated two-level design (Rechtschaffner Res V);
+//   - the three-level definitive screening designs from conference matrices;
 //   - response-surface designs: central composite designs CCF, CCC, CCI; Box-Behnken; the
 //     saturated three-level design (Rechtschaffner); general full factorial;
 //   - mixture designs: axial, simplex centroid and simplex lattice;

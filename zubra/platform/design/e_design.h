@@ -35,7 +35,8 @@ class EDesign {
     kStabilityFactorial = 31,  // stability over a factorial in the process factors
     kProcessMixture = 33,      // process and mixture factors together
     kIOptimal = 37,
-    kREDMUP = 40,  // plate designs
+    kREDMUP = 40,               // plate designs
+    kDefinitiveScreening = 45,  // three-level screening designs from conference matrices
   };
 
   // Returns the text of `type` ("FullFactorial", ...); "" for an unlisted code.
@@ -72,6 +73,7 @@ class EDesign {
       {kProcessMixture, "ProcessMixture"},
       {kIOptimal, "IOptimal"},
       {kREDMUP, "REDMUP"},
+      {kDefinitiveScreening, "DefinitiveScreening"},
   });
 };
 static_assert(EDesign::kTexts.IsOneToOne());
