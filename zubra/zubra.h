@@ -3,6 +3,7 @@
 
 #include <zubra/evaluation/alias_matrix.h>
 #include <zubra/evaluation/alias_structure.h>
+#include <zubra/evaluation/augmentation.h>
 #include <zubra/evaluation/evaluated_design.h>
 #include <zubra/evaluation/power_analysis.h>
 #include <zubra/evaluation/prediction_variance.h>
