@@ -21,9 +21,11 @@ class ModelSpec;
 
 // Each operation takes a design (or the runs of a worksheet) over the engine's Factors, one
 // column per factor in design order, and returns a new design whose first runs are the old
-// ones, unchanged (coded and uncoded values, blocks and kinds), followed by the new runs. The
-// factors that are not varied keep their column: in the new runs they hold what the first old
-// run holds. Bad input throws Exception with the reason and leaves nothing changed.
+// ones, unchanged (from a design: coded and uncoded values, blocks and kinds; from a
+// worksheet: uncoded values and blocks), followed by the new runs. The factors that are not
+// varied keep their column: in the new runs they hold what the first old run holds (the
+// D-optimal augmentation gives them the engine's values). Bad input throws Exception with
+// the reason and leaves nothing changed.
 //
 // A study that starts with a screening fraction grows like this:
 //   auto folded = FoldOver(*screening, factors);                 // resolution III -> IV
