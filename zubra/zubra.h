@@ -8,7 +8,9 @@
 #include <zubra/evaluation/power_analysis.h>
 #include <zubra/evaluation/prediction_variance.h>
 #include <zubra/evaluation/region_sampler.h>
+#include <zubra/investigation/design_catalogue.h>
 #include <zubra/investigation/investigation.h>
+#include <zubra/investigation/lab_table.h>
 #include <zubra/model/model_spec.h>
 #include <zubra/model/objective.h>
 #include <zubra/model/read_inclusions.h>

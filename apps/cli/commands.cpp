@@ -13,11 +13,10 @@
 
 #include "apps/cli/design_summary.h"
 #include "apps/cli/generation_monitor.h"
-#include "apps/cli/lab_table.h"
 #include "apps/cli/xlsx_workbook.h"
+#include "zubra/investigation/design_catalogue.h"
 #include "zubra/investigation/investigation.h"
-#include "zubra/platform/design/all_designs.h"
-#include "zubra/platform/design/design_builder.h"
+#include "zubra/investigation/lab_table.h"
 #include "zubra/platform/matrix/stream_window.h"
 #include "zubra/platform/util/atomic_file.h"
 #include "zubra/platform/util/exception.h"
@@ -250,22 +249,7 @@ int RunShow(const std::string& path, std::ostream& out, std::ostream& err) {
   const std::unique_ptr<Investigation> study = OpenInvestigation(path, err, status);
   if (study == nullptr) return status;
   StreamWindow window(out);
-  if (!study->GetName().empty()) window << "Investigation   : " << study->GetName() << "\n";
-  if (!study->GetDescription().empty()) {
-    window << "Description     : " << study->GetDescription() << "\n";
-  }
-  window << "\n== Factors ==\n";
-  for (const FactorClass* factor : study->GetVariables().GetAllFactors()) {
-    window << "\n";
-    factor->Show(window);
-  }
-  window << "\n== Responses ==\n";
-  for (const ResponseEx* response : study->GetResponses().GetResponses()) {
-    window << "\n";
-    response->Show(window);
-  }
-  window << "\n== Model specification ==\n\n";
-  study->GetModelSpec().Show(window);
+  study->Show(window);
   out << std::flush;
   return kExitSuccess;
 }
@@ -309,31 +293,16 @@ int RunCatalogue(const std::string& path, std::ostream& out, std::ostream& err) 
   const ModelSpec& spec = study->GetModelSpec();
   const Factors& factors = spec.GetFactors().GetFactors();
 
-  // The options every design is asked with: those of the best-design choice.
-  DesignOptions base;
-  base.SetObjective(spec.GetObjective());
-  base.SetMaxRuns(spec.GetMaxLegalRuns());
-  base.SetProcessModel(spec.GetProcessModel());
-  base.SetMixtureModel(spec.GetMixtureModel());
-  const DesignBuilder* best = spec.GetUserDesign();
-  const DesignBuilder* chosen = spec.GetDesignBuilder();
-
   struct Row {
     std::string type, name, runs, blocks, remark;
   };
   std::vector<Row> rows;
-  const AllDesigns::Catalogue& catalogue = spec.IsREDMUPSubModel()
-                                               ? AllDesigns::ClassicAndREDMUPDesigns()
-                                               : AllDesigns::ClassicDesigns();
-  for (const DesignBuilder* builder : catalogue) {
-    const DesignOptions options = builder->MakeOptions(factors, base);
-    if (!builder->IsValid(factors, options)) continue;
+  for (const CatalogueEntry& entry : ListDesignCatalogue(spec)) {
     std::string remark;
-    if (builder == best) remark = "best";
-    if (builder == chosen) remark += remark.empty() ? "chosen" : ", chosen";
-    rows.push_back({EDesign::GetString(builder->GetType()), builder->GetName(),
-                    CompactList(builder->GetCandidateRuns(factors, options)),
-                    CompactList(builder->GetBlockCounts(factors, options)), remark});
+    if (entry.best) remark = "best";
+    if (entry.chosen) remark += remark.empty() ? "chosen" : ", chosen";
+    rows.push_back({EDesign::GetString(entry.type), entry.name, CompactList(entry.runs),
+                    CompactList(entry.blocks), remark});
   }
 
   out << fmt::format("Objective {}, process model {}, mixture model {}, {} factors\n",

@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "apps/cli/design_summary.h"
-#include "apps/cli/lab_table.h"
+#include "zubra/investigation/lab_table.h"
 
 namespace zubra::cli {
 

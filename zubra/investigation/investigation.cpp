@@ -8,6 +8,7 @@
 #include "zubra/platform/base/undefined.h"
 #include "zubra/platform/design/all_designs.h"
 #include "zubra/platform/design/design_builder.h"
+#include "zubra/platform/matrix/stream_window.h"
 #include "zubra/platform/util/atomic_file.h"
 #include "zubra/platform/util/configuration_section.h"
 #include "zubra/platform/util/ini_file_section.h"
@@ -342,6 +343,23 @@ int Investigation::GetBlock(int position) const {
   return run >= 1 && run <= design->GetRuns()
              ? design->GetBlocks()[static_cast<std::size_t>(run - 1)]
              : 0;
+}
+
+void Investigation::Show(StreamWindow& out) const {
+  if (!name_.empty()) out << "Investigation   : " << name_ << "\n";
+  if (!description_.empty()) out << "Description     : " << description_ << "\n";
+  out << "\n== Factors ==\n";
+  for (const FactorClass* factor : variables_->GetAllFactors()) {
+    out << "\n";
+    factor->Show(out);
+  }
+  out << "\n== Responses ==\n";
+  for (const ResponseEx* response : responses_->GetResponses()) {
+    out << "\n";
+    response->Show(out);
+  }
+  out << "\n== Model specification ==\n\n";
+  model_->Show(out);
 }
 
 // --- The configuration-section forms.

@@ -22,6 +22,7 @@
 namespace zubra {
 
 class ConfigurationSection;
+class StreamWindow;
 
 // The exception of a document or file that cannot become an investigation: its message names
 // the file (when there is one) and the part at fault, and GetProblems() lists every problem
@@ -170,6 +171,10 @@ class Investigation {
   // The design block of the experiment at `position` when the worksheet is the one made from
   // the current design (one experiment per run, numbered by run); 0 otherwise.
   [[nodiscard]] int GetBlock(int position) const;
+  // Writes the text dumps: "Investigation   : <name>" and "Description     : <text>" (each only
+  // when not empty), then under the headings "== Factors ==", "== Responses ==" and "== Model
+  // specification ==" each factor's and each response's dump and the model specification's.
+  void Show(StreamWindow& out) const;
   // The seed named by the JSON form's "design"/"seed" (or the XML form's "Seed"), if any.
   [[nodiscard]] std::optional<std::uint32_t> GetSeed() const { return seed_; }
   void SetSeed(std::optional<std::uint32_t> seed) { seed_ = seed; }

@@ -1,4 +1,5 @@
-// LabTable: the worksheet as the laboratory works through it, and its TSV and CSV texts.
+// LabTable: the worksheet as the laboratory works through it, and its TSV and CSV texts (the
+// tool's worksheet files and the Python module's worksheet are made from it).
 #pragma once
 
 #include <string>
@@ -9,8 +10,6 @@
 namespace zubra {
 
 class Investigation;
-
-namespace cli {
 
 // The experiments of an investigation's worksheet, one row per experiment in run order
 // (experiments without a run order last, in worksheet order), with the columns "RunOrder",
@@ -57,5 +56,4 @@ class LabTable {
   std::size_t first_response_ = 0;
 };
 
-}  // namespace cli
 }  // namespace zubra

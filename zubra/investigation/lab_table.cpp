@@ -1,4 +1,4 @@
-#include "apps/cli/lab_table.h"
+#include "zubra/investigation/lab_table.h"
 
 #include <algorithm>
 #include <charconv>
@@ -11,7 +11,7 @@
 #include "zubra/variables/factor_class.h"
 #include "zubra/worksheet/experiment.h"
 
-namespace zubra::cli {
+namespace zubra {
 namespace {
 
 // The header text of a variable: its name, and its unit in parentheses when it has one.
@@ -51,8 +51,7 @@ LabTable LabTable::FromInvestigation(const Investigation& study) {
   const WorksheetInfo& sheet = study.GetWorksheet();
   const std::shared_ptr<const NCDesign> design = study.GetModelSpec().GetDesign();
   // The block of each run is known while the worksheet is the one made from the design.
-  const bool blocked = design != nullptr && design->GetBlockCount() > 1 &&
-                       study.GetBlock(1) > 0;
+  const bool blocked = design != nullptr && design->GetBlockCount() > 1 && study.GetBlock(1) > 0;
 
   table.header_ = {"RunOrder", "ExpNo", "ExpName"};
   if (blocked) table.header_.emplace_back("Block");
@@ -149,4 +148,4 @@ std::string LabTable::QuoteCsv(std::string_view field) {
   return quoted;
 }
 
-}  // namespace zubra::cli
+}  // namespace zubra

@@ -1,4 +1,4 @@
-#include "apps/cli/lab_table.h"
+#include "zubra/investigation/lab_table.h"
 
 #include <gtest/gtest.h>
 
@@ -14,7 +14,7 @@
 #include "zubra/investigation/investigation.h"
 #include "zubra/platform/util/json.h"
 
-namespace zubra::cli {
+namespace zubra {
 namespace {
 
 // Two process factors with units, a qualitative factor whose settings need quoting in CSV and
@@ -154,4 +154,4 @@ TEST(LabTable, TsvAndCsvHoldOneLinePerRunWithTheirOwnLineEndsAndEscapes) {
 }
 
 }  // namespace
-}  // namespace zubra::cli
+}  // namespace zubra
