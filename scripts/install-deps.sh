@@ -10,6 +10,7 @@ packages=(
   libboost-dev libfmt-dev libeigen3-dev
   libgtest-dev libgmock-dev libbenchmark-dev libcli11-dev ccache
   libxlsxwriter-dev python3
+  pybind11-dev python3-dev python3-numpy python3-pytest
   clang-14 libclang-rt-14-dev
 )
 

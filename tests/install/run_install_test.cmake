@@ -41,3 +41,22 @@ if(TOOL)
   message(STATUS "${out}")
 endif()
 
+
+# The Python module is installed under the prefix and imports there, finding the installed
+# library through its RPATH.
+if(PYTHON)
+  if(IS_ABSOLUTE "${PYTHON_DIR}")
+    set(module_dir "${PYTHON_DIR}")
+  else()
+    set(module_dir "${prefix}/${PYTHON_DIR}")
+  endif()
+  execute_process(
+    COMMAND ${CMAKE_COMMAND} -E env "PYTHONPATH=${module_dir}" ${PYTHON} -c
+      "import zubra, os; i = zubra.Investigation(); i.add_factor('A', 'A', low=0, high=1); \
+i.design(seed=1); print('zubra module ok', os.path.dirname(zubra.__file__))"
+    RESULT_VARIABLE rc OUTPUT_VARIABLE out ERROR_VARIABLE err)
+  if(NOT rc EQUAL 0 OR NOT out MATCHES "zubra module ok ${module_dir}")
+    message(FATAL_ERROR "installed Python module failed (${rc}):\n${out}\n${err}")
+  endif()
+  message(STATUS "${out}")
+endif()
