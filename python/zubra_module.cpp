@@ -331,7 +331,12 @@ void GenerateWatched(Study& study, Investigation& investigation, const py::objec
 // The worksheet in run order, as the laboratory works through it (LabTable).
 class WorksheetView {
  public:
-  explicit WorksheetView(LabTable table) : table_(std::move(table)) {}
+  // The worksheet of `study`: its fixed columns (RunOrder, ExpNo, ExpName and, for a design
+  // in blocks, Block) precede one column per factor and response.
+  explicit WorksheetView(const Investigation& study)
+      : table_(LabTable::FromInvestigation(study)),
+        fixed_(table_.GetFirstResponseColumn() -
+               static_cast<std::size_t>(study.GetVariables().GetFactorCount())) {}
 
   [[nodiscard]] const LabTable& Table() const { return table_; }
   [[nodiscard]] std::size_t size() const { return table_.GetRows().size(); }
@@ -437,14 +442,13 @@ class WorksheetView {
   }
 
  private:
-  // RunOrder, ExpNo and Block count runs; their numbers are whole.
+  // The fixed columns but ExpName (RunOrder, ExpNo, Block) count runs: their numbers are whole.
   [[nodiscard]] bool IsCounting(std::size_t column) const {
-    const std::string& name = table_.GetHeader()[column];
-    return column < table_.GetFirstResponseColumn() &&
-           (name == "RunOrder" || name == "ExpNo" || name == "Block") && column < 4;
+    return column < fixed_ && table_.GetHeader()[column] != "ExpName";
   }
 
   LabTable table_;
+  std::size_t fixed_;
 };
 
 // --- Factors, responses and constraints. -----------------------------------------------------
@@ -1200,7 +1204,7 @@ void DefineModule(py::module_& m) {
             Investigation& study = s.Get();
             study.MakeWorksheet(seed ? seed : study.GetSeed());
             study.SetSeed(study.GetWorksheet().GetLastSeed());
-            return WorksheetView(LabTable::FromInvestigation(study));
+            return WorksheetView(study);
           },
           "seed"_a = py::none(),
           "Makes the worksheet again from the generated design with a new run order.")
@@ -1213,7 +1217,7 @@ void DefineModule(py::module_& m) {
           },
           "The generated design, or None.")
       .def_property_readonly(
-          "worksheet", [](Study& s) { return WorksheetView(LabTable::FromInvestigation(s.Get())); },
+          "worksheet", [](Study& s) { return WorksheetView(s.Get()); },
           "The worksheet in run order (a snapshot: take it again after a change).")
       .def(
           "show", [](Study& s) { return ShowText(s.Get()); },

@@ -161,5 +161,16 @@ def test_a_mixture_study_gives_statistics_and_a_catalogue():
     assert design.terms == ["W", "O", "S", "W*O", "W*S", "O*S"]
     assert np.allclose(design.matrix.sum(axis=1), 1.0, atol=1e-5)
     assert design.d_efficiency is not None and design.condition_number > 1
-    assert set(design.vif) == set(design.terms) - {"Constant"} or design.vif
+    # One VIF per model column (the mixture model has no constant), named by factor names.
+    assert list(design.vif) == ["Water", "Oil", "Soap", "Water*Oil", "Water*Soap", "Oil*Soap"]
+    assert all(v >= 1 for v in design.vif.values())
     assert "== Model specification ==" in inv.show()
+
+
+def test_a_factor_named_like_a_fixed_column_keeps_its_values():
+    inv = zubra.Investigation()
+    inv.add_factor("Block", "B", low=0.5, high=1.5)
+    inv.configure(objective="Screening", design="FullFactorial", center_points=1)
+    inv.design(seed=1)
+    assert sorted(inv.worksheet["Block"]) == [0.5, 1.0, 1.5]
+    assert inv.worksheet.to_numpy().dtype["Block"].kind == "f"
