@@ -274,7 +274,8 @@ void GenerateWatched(Study& study, Investigation& investigation, const py::objec
     }
     state.wake.notify_all();
   });
-  // Stops and joins the worker on every way out, the GIL released so that it never waits.
+  // Cancels and joins the worker on every way out (other Python threads run meanwhile), and
+  // frees the investigation again.
   struct Join {
     std::thread& worker;
     bool& cancel;
@@ -282,8 +283,12 @@ void GenerateWatched(Study& study, Investigation& investigation, const py::objec
     ~Join() {
       if (worker.joinable()) {
         std::atomic_ref<bool>(cancel).store(true);
-        const py::gil_scoped_release release;
-        worker.join();
+        try {
+          const py::gil_scoped_release release;
+          worker.join();
+        } catch (...) {
+          // Neither step throws for a joinable thread; a destructor lets nothing escape.
+        }
       }
       study.SetBusy(false);
     }
@@ -646,14 +651,15 @@ void DefineModule(py::module_& m) {
   m.attr("__version__") = ZUBRA_VERSION;
 
   // zubra.Error carries `problems`; every refusal of the library arrives as one.
-  py::object error_class = py::reinterpret_steal<py::object>(PyErr_NewExceptionWithDoc(
+  auto error_class = py::reinterpret_steal<py::object>(PyErr_NewExceptionWithDoc(
       "zubra.Error",
       "A refusal of the Zubra library: str(error) is the library's message and\n"
       "error.problems lists each problem it found (the message alone when there is one).",
       PyExc_Exception, nullptr));
   g_error = error_class.ptr();
   m.attr("Error") = error_class;
-  py::register_exception_translator([](std::exception_ptr failure) {
+  // The translator's type is pybind11's: the pointer by value.
+  py::register_exception_translator([](std::exception_ptr failure) {  // NOLINT
     if (!failure) return;
     try {
       std::rethrow_exception(failure);
@@ -1031,10 +1037,11 @@ void DefineModule(py::module_& m) {
           "add_response",
           [](Study& s, const std::string& name, const std::string& abbreviation,
              const std::string& unit, const py::object& transform,
-             std::optional<std::string> criterion, std::optional<double> min,
+             const std::optional<std::string>& criterion, std::optional<double> min,
              std::optional<double> target, std::optional<double> max, std::optional<double> weight,
-             std::optional<std::string> condition, std::optional<std::string> desirability,
-             std::optional<std::string> formula) {
+             const std::optional<std::string>& condition,
+             const std::optional<std::string>& desirability,
+             const std::optional<std::string>& formula) {
             AddResponse(s.Get(), name, abbreviation, unit, transform, criterion, min, target, max,
                         weight, condition, desirability, formula);
           },
