@@ -14,6 +14,7 @@
 #include "zubra/platform/util/ini_file_section.h"
 #include "zubra/platform/util/kt_string.h"
 #include "zubra/platform/util/tinyxml2_section.h"
+#include "zubra/region/design_factors.h"
 #include "zubra/variables/factor_class.h"
 
 namespace zubra {
@@ -329,6 +330,105 @@ void Investigation::MakeWorksheet(std::optional<std::uint32_t> seed) {
   } else {
     sheet->SetRunOrder(1, -1, -1, true, false, chosen);
   }
+  worksheet_ = std::move(sheet);
+}
+
+namespace {
+
+// The terms of `model` as sorted factor-index lists, so that two models compare whatever
+// their term order.
+std::vector<std::vector<int>> SortedTerms(const DesignModel& model) {
+  std::vector<std::vector<int>> terms;
+  for (DesignModel::Term term : model.GetTerms()) {
+    std::sort(term.begin(), term.end());
+    terms.push_back(std::move(term));
+  }
+  std::sort(terms.begin(), terms.end());
+  return terms;
+}
+
+}  // namespace
+
+void Investigation::AugmentDesign(std::shared_ptr<NCDesign> grown, const DesignModel* model,
+                                  std::optional<std::uint32_t> seed) {
+  const std::shared_ptr<const NCDesign> design = model_->GetDesign();
+  if (design == nullptr) {
+    throw Exception(ExceptionMessage::translate("No design has been generated."));
+  }
+  const int runs = design->GetRuns();
+  bool sheet_fits = worksheet_->GetExperimentCount() == runs;
+  for (int exp_no = 1; sheet_fits && exp_no <= runs; ++exp_no) {
+    sheet_fits = worksheet_->GetPosition(exp_no) > 0;
+  }
+  if (!sheet_fits) {
+    throw Exception(
+        ExceptionMessage::translate("The worksheet is not the one made from the "
+                                    "design: make it from the design first."));
+  }
+  const NCDataMatrix<float>& old_runs = design->GetUncoded();
+  bool begins_with_design = grown != nullptr &&
+                            grown->GetFactorNames() == design->GetFactorNames() &&
+                            grown->GetRuns() >= runs;
+  for (int r = 0; begins_with_design && r < runs; ++r) {
+    for (int c = 0; c < old_runs.GetCols(); ++c) {
+      if (grown->GetUncoded()(r, c) != old_runs(r, c)) begins_with_design = false;
+    }
+  }
+  if (!begins_with_design) {
+    throw Exception(
+        ExceptionMessage::translate("The grown design does not begin with the runs "
+                                    "of the design."));
+  }
+  const DesignFactors& extract = model_->GetFactors();
+  std::optional<TermInfo> terms;
+  if (model != nullptr) {
+    if (!model->IsValidFor(extract.GetFactors())) {
+      throw Exception(
+          ExceptionMessage::translate("The model names a factor the design does not "
+                                      "have."));
+    }
+    const std::unique_ptr<DesignModel> present = extract.ToNCDOEModel(model_->GetTermInfo());
+    if (present == nullptr || SortedTerms(*present) != SortedTerms(*model)) {
+      terms.emplace("Model");
+      for (const DesignModel::Term& term : model->GetTerms()) {
+        int numbers[4] = {0, 0, 0, 0};
+        for (std::size_t j = 0; j < term.size() && j < 3; ++j) {
+          numbers[j + 1] = extract.GetFactorNumber(term[j]);
+        }
+        terms->AddItm(0, ModelSpec::MakeTermString(variables_.get(), numbers), numbers[1],
+                      numbers[2], numbers[3]);
+      }
+      terms->SortItm();
+    }
+  }
+
+  // The new worksheet: the old experiments as they are, then one per added run.
+  auto sheet = std::make_unique<WorksheetInfo>(variables_.get(), responses_.get());
+  sheet->CreateFromDesign(*grown);
+  sheet->SetRunOrderFloor(worksheet_->GetRunOrderFloor());
+  int last_order = 0;
+  for (int exp_no = 1; exp_no <= runs; ++exp_no) {
+    const Experiment& old = *worksheet_->GetExperiment(worksheet_->GetPosition(exp_no));
+    *sheet->GetExperiment(exp_no) = old;
+    last_order = std::max(last_order, old.RunOrder());
+  }
+  const int total = grown->GetRuns();
+  if (total > runs) {
+    sheet->SetRunOrder(runs + 1, total, last_order + 1, false, false);
+    // Only run orders above the floor move: the old experiments keep theirs.
+    sheet->SetRunOrderFloor(std::max(last_order, worksheet_->GetRunOrderFloor()));
+    const std::optional<std::uint32_t> chosen = seed.has_value() ? seed : seed_;
+    if (grown->GetBlockCount() > 1) {
+      sheet->RandomizeBlockedRunorder(grown->GetBlocks(), false, chosen);
+    } else {
+      sheet->RandomizeRunOrder(runs + 1, total, false, chosen);
+    }
+    sheet->SetRunOrderFloor(worksheet_->GetRunOrderFloor());
+  }
+
+  // Every check has passed: from here on nothing throws.
+  if (terms) model_->SetTermInfo(*terms);
+  model_->AddDesign(std::move(grown));
   worksheet_ = std::move(sheet);
 }
 

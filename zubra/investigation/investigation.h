@@ -12,6 +12,8 @@
 
 #include "zubra/model/model_spec.h"
 #include "zubra/model/zubra_options.h"
+#include "zubra/platform/design/design_model.h"
+#include "zubra/platform/design/nc_design.h"
 #include "zubra/platform/util/exception.h"
 #include "zubra/platform/util/json.h"
 #include "zubra/region/constraints_info.h"
@@ -168,6 +170,24 @@ class Investigation {
   // blocks in order and is shuffled within each block. Throws Exception when no design is
   // generated.
   void MakeWorksheet(std::optional<std::uint32_t> seed);
+  // Makes `grown` the selected design, where `grown` is the selected design followed by added
+  // runs (as FoldOver, CompleteComposite and AugmentDOptimal of zubra/evaluation/augmentation.h
+  // make it), and brings the rest of the investigation along:
+  //   - `model` (design indexes of the factor extract; may be null) is the model the runs were
+  //     added for: when it holds other terms than the term list, the term list becomes it (an
+  //     edited list) and the older designs are dropped; otherwise they stay in the list;
+  //   - the worksheet keeps the experiment of every old run as it stands (cells and results,
+  //     name, run order, in or out) and gets one new experiment per added run, numbered on
+  //     from the old ones, with consecutive run orders after the largest old one, shuffled
+  //     from `seed` (else the investigation's seed, else a fresh one; the seed used is
+  //     GetWorksheet().GetLastSeed()); in a design of several blocks they are shuffled within
+  //     each block. The old experiments never move.
+  // Throws Exception, with nothing changed, when no design is selected, when the worksheet is
+  // not the one made from it (one experiment per run, numbered 1 to the runs), when `grown`
+  // does not have the design's factors or does not begin with the design's runs (the same
+  // uncoded values), or when `model` names a factor the extract does not have.
+  void AugmentDesign(std::shared_ptr<NCDesign> grown, const DesignModel* model,
+                     std::optional<std::uint32_t> seed);
   // The design block of the experiment at `position` when the worksheet is the one made from
   // the current design (one experiment per run, numbered by run); 0 otherwise.
   [[nodiscard]] int GetBlock(int position) const;
