@@ -7,11 +7,15 @@
 #include <array>
 #include <filesystem>
 #include <fstream>
+#include <initializer_list>
 #include <memory>
 #include <ostream>
+#include <utility>
 #include <vector>
 
+#include "apps/cli/design_evaluation.h"
 #include "apps/cli/design_summary.h"
+#include "apps/cli/evaluation_plots.h"
 #include "apps/cli/generation_monitor.h"
 #include "apps/cli/xlsx_workbook.h"
 #include "zubra/investigation/design_catalogue.h"
@@ -160,15 +164,20 @@ std::string DefaultInvestigationPath(const std::string& output) {
 
 // --- design ---------------------------------------------------------------------------------
 
-int RunDesign(const DesignRequest& request, std::ostream& out, std::ostream& err) {
-  const SheetFormat format = request.format.value_or(
-      request.output ? SheetFormatOfPath(*request.output) : SheetFormat::kTsv);
+namespace {
+
+// Where the files of `request` go: the worksheet's form and the investigation file. Returns
+// kExitSuccess, or kExitUsage after saying why the outputs cannot be.
+int PlanOutputs(const DesignRequest& request, SheetFormat& format, std::optional<std::string>& save,
+                std::ostream& err) {
+  format = request.format.value_or(request.output ? SheetFormatOfPath(*request.output)
+                                                  : SheetFormat::kTsv);
   if (!request.output && format == SheetFormat::kXlsx && request.output_is_terminal) {
     Say(err, ExceptionMessage::translate("An .xlsx worksheet is not written to a terminal; name "
                                          "a file with -o."));
     return kExitUsage;
   }
-  std::optional<std::string> save = request.save;
+  save = request.save;
   if (!save && request.output) save = DefaultInvestigationPath(*request.output);
   if (save && request.output && SamePath(*save, *request.output)) {
     Say(err, ExceptionMessage::translate("The worksheet and the investigation would both be "
@@ -176,42 +185,54 @@ int RunDesign(const DesignRequest& request, std::ostream& out, std::ostream& err
                  *save);
     return kExitUsage;
   }
+  return kExitSuccess;
+}
 
-  int status = kExitSuccess;
-  std::unique_ptr<Investigation> study = OpenInvestigation(request.input, err, status);
-  if (study == nullptr) return status;
-  if (ReportProblems(request.input, study->Check(), err)) return kExitInvalid;
-  // Both files are written or neither: a folder that cannot take one is found before the
-  // generation, not after the other file was written.
-  for (const std::optional<std::string>& path : {request.output, save}) {
+// Says why a file cannot be written in the folder of any of `paths`; kExitFileError then.
+int CheckFolders(std::initializer_list<std::optional<std::string>> paths, std::ostream& err) {
+  for (const std::optional<std::string>& path : paths) {
     if (!path) continue;
     if (const std::string problem = FolderProblem(*path); !problem.empty()) {
       Say(err, problem);
       return kExitFileError;
     }
   }
-  if (InterruptScope::Requested()) return Cancelled(err);
+  return kExitSuccess;
+}
 
+// Generates the design of `study` when it holds none, after checking it as `design` does;
+// the bar is drawn on `err` when asked. kExitSuccess, or the status after saying why not.
+int EnsureDesign(Investigation& study, const std::string& path, bool progress_bar,
+                 std::ostream& err) {
+  if (study.GetModelSpec().IsDesignGenerated()) return kExitSuccess;
+  if (ReportProblems(path, study.Check(), err)) return kExitInvalid;
+  if (InterruptScope::Requested()) return Cancelled(err);
   try {
     GenerationMonitor::Options watch;
-    watch.bar = request.progress_bar ? &err : nullptr;
+    watch.bar = progress_bar ? &err : nullptr;
     GenerationMonitor monitor(std::move(watch));
-    study->GenerateDesign(monitor.CancelFlag(), monitor.ProgressCallback());
+    study.GenerateDesign(monitor.CancelFlag(), monitor.ProgressCallback());
     monitor.Stop();  // the bar is gone before anything else is said
-    study->MakeWorksheet(request.seed ? request.seed : study->GetSeed());
   } catch (const CancelException&) {
     return Cancelled(err);
   } catch (const Exception& failure) {
     Say(err, failure.what());
     return kExitInvalid;
   }
+  return kExitSuccess;
+}
+
+// Writes the worksheet of `study` (made with the seed it records) and the investigation as
+// `request` asks, then the design's summary, the files written and the seed.
+int WriteOutputs(Investigation& study, const DesignRequest& request, SheetFormat format,
+                 const std::optional<std::string>& save, std::ostream& out, std::ostream& err) {
   if (InterruptScope::Requested()) return Cancelled(err);
-  const std::optional<std::uint32_t> seed = study->GetWorksheet().GetLastSeed();
-  study->SetSeed(seed);  // the saved investigation makes the same run order again
+  const std::optional<std::uint32_t> seed = study.GetWorksheet().GetLastSeed();
+  study.SetSeed(seed);  // the saved investigation makes the same run order again
 
   std::string sheet;
   try {
-    sheet = RenderWorksheet(*study, format, SummarizeDesign(*study, seed));
+    sheet = RenderWorksheet(study, format, SummarizeDesign(study, seed));
   } catch (const Exception& failure) {
     Say(err, failure.what());
     return kExitFileError;
@@ -223,7 +244,7 @@ int RunDesign(const DesignRequest& request, std::ostream& out, std::ostream& err
   std::ostream& report = request.output ? out : err;
   std::vector<SummaryItem> written;
   try {
-    if (save) study->Save(*save);
+    if (save) study.Save(*save);
     if (request.output) {
       WriteFileAtomically(*request.output, sheet);
       written.push_back({"Worksheet file", *request.output, std::nullopt, {}});
@@ -235,11 +256,225 @@ int RunDesign(const DesignRequest& request, std::ostream& out, std::ostream& err
     Say(err, failure.what());
     return kExitFileError;
   }
-  std::vector<SummaryItem> items = SummarizeDesign(*study, std::nullopt);
+  std::vector<SummaryItem> items = SummarizeDesign(study, std::nullopt);
   items.insert(items.end(), written.begin(), written.end());
   report << FormatSummary(items);
   if (seed) report << "Seed: " << *seed << '\n';
   return kExitSuccess;
+}
+
+}  // namespace
+
+int RunDesign(const DesignRequest& request, std::ostream& out, std::ostream& err) {
+  SheetFormat format = SheetFormat::kTsv;
+  std::optional<std::string> save;
+  if (const int status = PlanOutputs(request, format, save, err); status != kExitSuccess) {
+    return status;
+  }
+  int status = kExitSuccess;
+  std::unique_ptr<Investigation> study = OpenInvestigation(request.input, err, status);
+  if (study == nullptr) return status;
+  if (ReportProblems(request.input, study->Check(), err)) return kExitInvalid;
+  // Both files are written or neither: a folder that cannot take one is found before the
+  // generation, not after the other file was written.
+  if (const int problem = CheckFolders({request.output, save}, err); problem != kExitSuccess) {
+    return problem;
+  }
+  if (const int problem = EnsureDesign(*study, request.input, request.progress_bar, err);
+      problem != kExitSuccess) {
+    return problem;
+  }
+  try {
+    study->MakeWorksheet(request.seed ? request.seed : study->GetSeed());
+  } catch (const Exception& failure) {
+    Say(err, failure.what());
+    return kExitInvalid;
+  }
+  return WriteOutputs(*study, request, format, save, out, err);
+}
+
+// --- evaluate -------------------------------------------------------------------------------
+
+int RunEvaluate(const EvaluateRequest& request, std::ostream& out, std::ostream& err) {
+  if (request.plots) {
+    std::error_code error;
+    if (!std::filesystem::is_directory(*request.plots, error)) {
+      Say(err, ExceptionMessage::translate("Cannot write the plots: the folder '{}' does not "
+                                           "exist.") %
+                   *request.plots);
+      return kExitFileError;
+    }
+    if (const std::string problem = FolderProblem(*request.plots + "/fds.png"); !problem.empty()) {
+      Say(err, problem);
+      return kExitFileError;
+    }
+  }
+  int status = kExitSuccess;
+  std::unique_ptr<Investigation> study = OpenInvestigation(request.input, err, status);
+  if (study == nullptr) return status;
+  if (const int problem = EnsureDesign(*study, request.input, request.progress_bar, err);
+      problem != kExitSuccess) {
+    return problem;
+  }
+
+  DesignEvaluation evaluation;
+  std::string report;
+  std::vector<std::pair<std::string, std::string>> files;  // path, content
+  try {
+    GenerationMonitor monitor(GenerationMonitor::Options{});
+    evaluation = EvaluateDesign(*study, monitor.CancelFlag());
+    monitor.Stop();
+    if (request.plots) {
+      const std::filesystem::path folder(*request.plots);
+      const auto add = [&](const std::string& stem, const RenderedPlot& plot) {
+        files.emplace_back((folder / (stem + ".png")).string(), plot.png);
+        files.emplace_back((folder / (stem + ".svg")).string(), plot.svg);
+      };
+      if (evaluation.variance.singular) {
+        Say(err, ExceptionMessage::translate("The design is singular: no fraction-of-design-"
+                                             "space plot is written."));
+      } else {
+        add("fds", PlotFdsCurve(evaluation.variance));
+      }
+      if (evaluation.correlations.names.empty()) {
+        Say(err, ExceptionMessage::translate("The model has no term but the constant: no "
+                                             "correlation map is written."));
+      } else {
+        add("correlation",
+            PlotCorrelationMap(evaluation.correlations,
+                               static_cast<int>(evaluation.alias_matrix.potential_names.size())));
+      }
+    }
+    if (request.json) {
+      json_value json = EvaluationToJson(evaluation);
+      if (request.plots) {
+        json_value written = json_value::array();
+        for (const auto& file : files) written.push_back(file.first);
+        json["plots"] = std::move(written);
+      }
+      report = DumpJson(json, 2) + "\n";
+    } else {
+      report = FormatEvaluation(evaluation);
+      if (!files.empty()) report += "\n== Plots ==\n";
+      for (const auto& file : files) report += file.first + '\n';
+    }
+  } catch (const CancelException&) {
+    return Cancelled(err);
+  } catch (const Exception& failure) {
+    Say(err, failure.what());
+    return kExitInvalid;
+  }
+  if (InterruptScope::Requested()) return Cancelled(err);
+  try {
+    for (const auto& [path, content] : files) WriteFileAtomically(path, content);
+  } catch (const Exception& failure) {
+    Say(err, failure.what());
+    return kExitFileError;
+  }
+  out << report << std::flush;
+  return kExitSuccess;
+}
+
+// --- augment --------------------------------------------------------------------------------
+
+int RunAugment(const AugmentRequest& request, std::ostream& out, std::ostream& err) {
+  SheetFormat format = SheetFormat::kTsv;
+  std::optional<std::string> save;
+  if (const int status = PlanOutputs(request.files, format, save, err); status != kExitSuccess) {
+    return status;
+  }
+  if (save && Investigation::FormatOf(*save).value_or(Investigation::Format::kXml) !=
+                  Investigation::Format::kXml) {
+    Say(err, ExceptionMessage::translate("Only the XML form keeps a grown design: name an .xml "
+                                         "file with --save instead of '{}'.") %
+                 *save);
+    return kExitUsage;
+  }
+  const DesignRequest& files = request.files;
+  int status = kExitSuccess;
+  std::unique_ptr<Investigation> study = OpenInvestigation(files.input, err, status);
+  if (study == nullptr) return status;
+  if (const int problem = CheckFolders({files.output, save}, err); problem != kExitSuccess) {
+    return problem;
+  }
+  if (const int problem = EnsureDesign(*study, files.input, files.progress_bar, err);
+      problem != kExitSuccess) {
+    return problem;
+  }
+  const ModelSpec& spec = study->GetModelSpec();
+  const std::shared_ptr<const NCDesign> design = spec.GetDesign();
+  const DesignFactors& extract = spec.GetFactors();
+  const Factors& factors = extract.GetFactors();
+
+  int fold_index = -1;
+  if (request.growth == Growth::kFoldOver && request.fold_factor) {
+    fold_index = factors.GetIndex(*request.fold_factor);
+    if (const FactorClass* factor = study->GetVariables().GetFactorFromAbbr(*request.fold_factor);
+        fold_index < 0 && factor != nullptr) {
+      fold_index = factors.GetIndex(factor->GetName());
+    }
+    if (fold_index < 0) {
+      Say(err, ExceptionMessage::translate("The design has no factor named '{}'.") %
+                   *request.fold_factor);
+      return kExitUsage;
+    }
+  }
+
+  try {
+    if (study->GetWorksheet().GetExperimentCount() != design->GetRuns()) {
+      study->MakeWorksheet(files.seed);  // the runs made so far, as `design` orders them
+    }
+    std::shared_ptr<NCDesign> grown;
+    std::optional<DesignModel> model;
+    switch (request.growth) {
+      case Growth::kFoldOver: {
+        FoldOverOptions options;
+        options.factor = fold_index;
+        grown = FoldOver(*design, factors, options);
+        break;
+      }
+      case Growth::kAxial:
+        grown = CompleteComposite(*design, factors, request.composite);
+        model = DesignModel::Make(factors, EModel::kQuadratic, EModel::kNone);
+        break;
+      case Growth::kOptimal: {
+        if (request.model) {
+          // Mixtures have no interaction model: their quadratic model holds the pairs.
+          const EModel::Type mixture =
+              *request.model == EModel::kInteraction ? EModel::kQuadratic : *request.model;
+          model = DesignModel::Make(factors,
+                                    factors.GetProcessCount() > 0 ? *request.model : EModel::kNone,
+                                    factors.IsMixture() ? mixture : EModel::kNone);
+        } else {
+          model = *extract.ToNCDOEModel(spec.GetTermInfo());
+        }
+        std::unique_ptr<NCDOE::Constraints> constraints;
+        if (study->GetConstraints().NumConstraints() > 0) {
+          constraints = study->GetConstraints().ToNCConstraint(extract);
+        }
+        AugmentOptions options;
+        options.model = *model;
+        options.added_runs = request.added_runs;
+        options.blocks = design->GetBlocks();
+        options.constraints = constraints.get();
+        GenerationMonitor::Options watch;
+        watch.bar = files.progress_bar ? &err : nullptr;
+        GenerationMonitor monitor(std::move(watch));
+        options.progress = monitor.ProgressCallback();
+        grown = AugmentDOptimal(design->GetUncoded(), factors, options, monitor.CancelFlag());
+        monitor.Stop();
+        break;
+      }
+    }
+    if (InterruptScope::Requested()) return Cancelled(err);
+    study->AugmentDesign(std::move(grown), model ? &*model : nullptr, files.seed);
+  } catch (const CancelException&) {
+    return Cancelled(err);
+  } catch (const Exception& failure) {
+    Say(err, failure.what());
+    return kExitInvalid;
+  }
+  return WriteOutputs(*study, files, format, save, out, err);
 }
 
 // --- show, check, convert -------------------------------------------------------------------

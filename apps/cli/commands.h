@@ -8,6 +8,9 @@
 #include <string>
 #include <string_view>
 
+#include "zubra/evaluation/augmentation.h"
+#include "zubra/platform/design/e_model.h"
+
 namespace zubra::cli {
 
 // The exit statuses of the tool.
@@ -59,6 +62,62 @@ struct DesignRequest {
 // before the writing succeeded, and a Ctrl-C (InterruptScope) before the writing begins stops
 // the command with kExitCancelled and no file written.
 int RunDesign(const DesignRequest& request, std::ostream& out, std::ostream& err);
+
+// What `zubra evaluate` is asked for.
+struct EvaluateRequest {
+  std::string input;
+  // One JSON document instead of the readable report.
+  bool json = false;
+  // The folder (it must exist) that receives fds.png, fds.svg, correlation.png and
+  // correlation.svg.
+  std::optional<std::string> plots;
+  // Draw a progress bar on the message stream while a design is generated.
+  bool progress_bar = false;
+};
+
+// Reads the investigation, generates its design when it holds none (as RunDesign does, with
+// the same checks), and evaluates the selected design for the investigation's model (see
+// EvaluateDesign): the report, or the JSON document, goes to `out`. With a plot folder, the
+// fraction-of-design-space curve and the correlation map are written there first, each file
+// atomically; a plot the design cannot have (a singular design) is left out with a message
+// on `err`. A Ctrl-C before the writing begins ends the command with kExitCancelled.
+int RunEvaluate(const EvaluateRequest& request, std::ostream& out, std::ostream& err);
+
+// How `augment` grows the design.
+enum class Growth {
+  // The fold-over (all varied factors, or `fold_factor`), the mirrored runs in a new block.
+  kFoldOver,
+  // The axial runs and centre points that complete a central composite design, in a block of
+  // their own; the investigation's model becomes the quadratic one.
+  kAxial,
+  // `added_runs` D-optimal runs in a new block for the investigation's model, or for
+  // `model`'s (which then becomes the investigation's model).
+  kOptimal,
+};
+
+struct AugmentRequest {
+  // The input, the worksheet file, --save, the seed (of the new runs' order), the format and
+  // the terminal flags, as for RunDesign. The saved investigation must be of the XML form.
+  DesignRequest files;
+  Growth growth = Growth::kFoldOver;
+  // kFoldOver: the name (or abbreviation) of the one factor to mirror.
+  std::optional<std::string> fold_factor;
+  // kAxial: the axial distance and the centre points of the axial block.
+  CompositeOptions composite;
+  // kOptimal: the runs to add (at least 1) and the model type to choose them for.
+  int added_runs = 0;
+  std::optional<EModel::Type> model;
+};
+
+// Reads the investigation, generates its design and makes its worksheet when it holds none
+// (from the file's seed), grows the design (FoldOver, CompleteComposite or AugmentDOptimal),
+// makes the grown design the investigation's (Investigation::AugmentDesign: the old
+// experiments keep their rows and run orders, the new runs follow, shuffled from the seed),
+// and writes the worksheet and the investigation as RunDesign does, with the grown design's
+// summary and the seed of the new runs. A design that cannot grow that way ends with
+// kExitInvalid and its reason; nothing is written then.
+int RunAugment(const AugmentRequest& request, std::ostream& out, std::ostream& err);
+
 // Writes the text dumps of the factors, the responses and the model specification.
 int RunShow(const std::string& path, std::ostream& out, std::ostream& err);
 // The commands below, but RunConvert, take the best design of the catalogue for an

@@ -237,6 +237,20 @@ class Failures(ScratchTest):
             ["convert", source],
             ["convert", source, self.path("study.txt")],
             ["catalogue"],
+            ["evaluate"],
+            ["evaluate", source, "--plots"],
+            ["evaluate", source, "--json", "--bogus"],
+            ["augment", source],
+            ["augment", source, "--foldover", "--axial"],
+            ["augment", source, "--axial", "--runs", "3"],
+            ["augment", source, "--runs", "0"],
+            ["augment", source, "--runs", "3", "--model", "cubic"],
+            ["augment", source, "--factor", "Temp"],
+            ["augment", source, "--runs", "3", "--star", "face"],
+            ["augment", source, "--axial", "--star", "face", "--star-distance", "1.5"],
+            ["augment", source, "--axial", "--star-distance", "7"],
+            ["augment", source, "--foldover", "--save", self.path("grown.json")],
+            ["augment", source, "--foldover", "--factor", "Nobody", "-o", self.path("g.tsv")],
         ]
         for args in rows:
             with self.subTest(args=args):
@@ -247,7 +261,8 @@ class Failures(ScratchTest):
 
     def test_help_and_version_exit_with_0_and_name_the_exit_statuses(self):
         for args in (["--help"], ["design", "--help"], ["show", "--help"], ["check", "--help"],
-                     ["convert", "--help"], ["catalogue", "--help"]):
+                     ["convert", "--help"], ["catalogue", "--help"], ["evaluate", "--help"],
+                     ["augment", "--help"]):
             with self.subTest(args=args):
                 result = run(*args)
                 self.assertEqual(result.returncode, 0)
@@ -311,6 +326,10 @@ class Failures(ScratchTest):
             ["design", source, "-o", self.path("no/such/folder/w.csv")],
             ["design", source, "-o", self.path("w.csv"), "--save", self.path("no/study.xml")],
             ["convert", source, self.path("no/such/folder/x.json")],
+            ["evaluate", missing],
+            ["evaluate", source, "--plots", self.path("no/such/folder")],
+            ["augment", missing, "--foldover"],
+            ["augment", source, "--axial", "-o", self.path("no/such/folder/w.csv")],
         ]
         for args in rows:
             with self.subTest(args=args):
@@ -358,6 +377,232 @@ class Failures(ScratchTest):
         self.assertEqual(process.stdout.read(), b"")
         process.stdout.close()
         self.assertEqual(self.entries(), [])
+
+
+def example(name):
+    """The investigation of the list whose file is called `name`."""
+    matches = [path for path in INVESTIGATIONS if os.path.basename(path) == name]
+    if not matches:
+        raise unittest.SkipTest(f"{name} is not among the investigations")
+    return matches[0]
+
+
+def with_power(source, target, noise, signal=5.0):
+    """Writes `source` with every response's noise level and signal to detect set."""
+    with open(source, encoding="utf-8") as handle:
+        study = json.load(handle)
+    for response in study["responses"]:
+        response["power"] = {"estimatedNoiseLevel": noise, "signalToDetect": signal}
+    with open(target, "w", encoding="utf-8") as handle:
+        json.dump(study, handle)
+    return target
+
+
+def png_size(data):
+    """The width and height of a PNG file's bytes, or None when they are no PNG file."""
+    if data[:8] != b"\x89PNG\r\n\x1a\n" or data[12:16] != b"IHDR":
+        return None
+    return int.from_bytes(data[16:20], "big"), int.from_bytes(data[20:24], "big")
+
+
+class Evaluate(ScratchTest):
+    """`zubra evaluate`: the report, the JSON document and the plots."""
+
+    def evaluate(self, source, *args):
+        result = run("evaluate", source, *args)
+        self.assertEqual(result.returncode, 0, result.stderr.decode())
+        return result
+
+    def test_every_investigation_is_evaluated_as_text_and_as_json(self):
+        for source in INVESTIGATIONS:
+            with self.subTest(source=source):
+                text = self.evaluate(source).stdout.decode()
+                for heading in ("== Power ==", "== Aliasing ==", "== Prediction variance ==",
+                                "== Coefficients =="):
+                    self.assertIn(heading, text)
+                report = json.loads(self.evaluate(source, "--json").stdout)
+                self.assertEqual(str(report["design"]["runs"]), summary_value(text, "Runs"))
+                with open(source, encoding="utf-8") as handle:
+                    study = json.load(handle) if source.endswith(".json") else None
+                if study is not None:
+                    self.assertEqual([p["response"] for p in report["power"]],
+                                     [r["name"] for r in study["responses"]])
+                variance = report["predictionVariance"]
+                if variance["singular"]:
+                    continue
+                curve = [v for _, v in variance["fds"]]
+                self.assertEqual(len(curve), 101)
+                self.assertEqual(curve, sorted(curve))
+                self.assertAlmostEqual(curve[0], variance["minimum"])
+                self.assertLessEqual(curve[-1], variance["maximum"] * (1 + 1e-9))
+                self.assertTrue(variance["minimum"] <= variance["mean"] <= variance["maximum"])
+                self.assertTrue(0 < variance["gEfficiency"] <= 100 + 1e-9)
+                self.assertTrue(0 < report["coefficients"]["aEfficiency"] <= 100 + 1e-9)
+                terms = [t["term"] for t in report["coefficients"]["terms"]]
+                self.assertEqual(terms, report["aliasing"]["aliasMatrix"]["modelTerms"])
+
+    def test_power_falls_as_the_noise_grows_and_the_runs_to_reach_the_target_follow(self):
+        for name in ("screening-suzuki-coupling.json", "qualitative-protein-expression.json"):
+            with self.subTest(name=name):
+                reports = []
+                for noise in (2.0, 6.0):
+                    path = with_power(example(name), self.path(f"noise{noise}.json"), noise)
+                    reports.append(json.loads(self.evaluate(path, "--json").stdout)["power"][0])
+                quiet, loud = reports
+                self.assertEqual([t["term"] for t in quiet["terms"]],
+                                 [t["term"] for t in loud["terms"]])
+                for a, b in zip(quiet["terms"], loud["terms"]):
+                    self.assertGreater(a["power"], b["power"], a["term"])
+                runs = json.loads(self.evaluate(example(name), "--json").stdout)["design"]["runs"]
+                for entry in reports:
+                    target = entry["settings"]["target"]
+                    lowest = min(t["power"] for t in entry["terms"])
+                    self.assertAlmostEqual(entry["lowestPower"], lowest)
+                    self.assertEqual(entry["reachesTarget"], lowest >= target)
+                    copies = entry["byReplicating"]
+                    self.assertTrue(copies["reached"])
+                    self.assertEqual(copies["runs"], copies["copies"] * runs)
+                    self.assertGreaterEqual(copies["lowestPower"], target)
+                    self.assertEqual(copies["copies"] == 1, entry["reachesTarget"])
+                self.assertLessEqual(quiet["byReplicating"]["runs"],
+                                     loud["byReplicating"]["runs"])
+                text = self.evaluate(self.path("noise6.0.json")).stdout.decode()
+                self.assertIn("Runs that reach the target by replicating the design: "
+                              f"{loud['byReplicating']['runs']} ", text)
+                without = self.evaluate(example(name)).stdout.decode()
+                self.assertIn("no power analysis: The estimated noise level must be a positive "
+                              "number.", without)
+
+    def test_a_regular_fraction_has_an_alias_structure_and_a_full_factorial_none(self):
+        fraction = json.loads(
+            self.evaluate(example("screening-suzuki-coupling.json"), "--json").stdout)
+        structure = fraction["aliasing"]["structure"]
+        self.assertEqual(structure["resolution"], 4)
+        self.assertEqual(len(structure["letters"]), 7)
+        for effect in structure["effects"]:
+            if len(effect["effect"]) == 1:  # no main effect is aliased with a pair
+                self.assertTrue(all(len(word) >= 3 for word in effect["aliases"]), effect)
+        self.assertIn("Regular two-level fraction of resolution 4", self.evaluate(
+            example("screening-suzuki-coupling.json")).stdout.decode())
+        full = json.loads(self.evaluate(example("first-design.json"), "--json").stdout)
+        self.assertIsNone(full["aliasing"]["structure"])
+        matrix = full["aliasing"]["aliasMatrix"]
+        self.assertEqual(len(matrix["potentialTerms"]), 3)
+        self.assertTrue(all(abs(v) < 1e-9 for row in matrix["matrix"] for v in row))
+
+    def test_the_plots_are_png_and_svg_files_labelled_with_every_term(self):
+        for name in ("screening-suzuki-coupling.json", "qualitative-protein-expression.json"):
+            with self.subTest(name=name):
+                plots = self.path("plots")
+                os.mkdir(plots)
+                report = json.loads(self.evaluate(example(name), "--json", "--plots",
+                                                  plots).stdout)
+                stems = ("fds", "correlation")
+                expected = sorted(f"{stem}.{form}" for stem in stems for form in ("png", "svg"))
+                self.assertEqual(sorted(os.listdir(plots)), expected)  # no temporary file left
+                self.assertEqual(sorted(os.path.basename(p) for p in report["plots"]), expected)
+                for stem in stems:
+                    with open(os.path.join(plots, stem + ".png"), "rb") as handle:
+                        size = png_size(handle.read())
+                    self.assertIsNotNone(size)
+                    self.assertGreaterEqual(min(size), 300)
+                    root = ElementTree.parse(os.path.join(plots, stem + ".svg")).getroot()
+                    self.assertEqual(root.tag, "{http://www.w3.org/2000/svg}svg")
+                    labels = {t.text for t in root.iter("{http://www.w3.org/2000/svg}text")}
+                    if stem == "correlation":
+                        names = report["aliasing"]["correlations"]["names"]
+                        self.assertGreater(len(names), 0)
+                        self.assertLessEqual(set(names), labels)
+                    else:
+                        self.assertIn("Fraction of the region", labels)
+                text = self.evaluate(example(name), "--plots", plots).stdout.decode()
+                self.assertIn("== Plots ==\n" + os.path.join(plots, "fds.png"), text)
+                for entry in os.listdir(plots):
+                    os.remove(os.path.join(plots, entry))
+                os.rmdir(plots)
+
+
+def sheet_rows(path):
+    """The rows of a CSV worksheet as dictionaries by heading."""
+    rows = read_csv(path)
+    return [dict(zip(rows[0], row)) for row in rows[1:]]
+
+
+class Augment(ScratchTest):
+    """`zubra augment`: the old runs stay as they were, the new ones follow."""
+
+    def grow(self, source, *how):
+        plain = self.design(source, "--seed", "4242", "-o", self.path("plain.csv"))
+        grown = run("augment", source, *how, "--seed", "4242", "-o", self.path("grown.csv"))
+        self.assertEqual(grown.returncode, 0, grown.stderr.decode())
+        self.assertEqual(self.entries(), ["grown.csv", "grown.xml", "plain.csv", "plain.xml"])
+        return (sheet_rows(self.path("plain.csv")), sheet_rows(self.path("grown.csv")),
+                grown.stdout.decode(), plain.stdout.decode())
+
+    def test_each_growth_keeps_the_old_runs_and_orders_and_adds_new_runs_after_them(self):
+        # (investigation, how, factors, the runs added as a function of the old runs)
+        rows = [
+            ("first-design.json", ["--foldover"], 3, lambda n: n),
+            ("screening-suzuki-coupling.json", ["--foldover", "--factor", "Temp"], 7,
+             lambda n: n),
+            ("first-design.json", ["--axial"], 3, lambda n: 2 * 3 + 2),
+            ("first-design.json", ["--axial", "--star", "face", "--center-points", "0"], 3,
+             lambda n: 2 * 3),
+            ("rsm-enzymatic-hydrolysis.json", ["--runs", "4"], 3, lambda n: 4),
+            ("first-design.json", ["--runs", "5", "--model", "quadratic"], 3, lambda n: 5),
+        ]
+        for name, how, factor_count, added in rows:
+            with self.subTest(name=name, how=how):
+                old, new, summary, before = self.grow(example(name), *how)
+                runs = len(old)
+                self.assertEqual(len(new), runs + added(runs))
+                self.assertEqual(summary_value(summary, "Runs"), str(len(new)))
+                self.assertEqual(SEED_LINE.findall(summary), ["4242"])
+                for was, now in zip(old, new):
+                    self.assertEqual({k: v for k, v in now.items() if k != "Block"}, was)
+                fresh = new[runs:]
+                self.assertEqual(sorted(int(r["RunOrder"]) for r in fresh),
+                                 list(range(runs + 1, len(new) + 1)))
+                self.assertEqual(sorted(int(r["ExpNo"]) for r in fresh),
+                                 list(range(runs + 1, len(new) + 1)))
+                old_blocks = {int(r.get("Block", 1)) for r in new[:runs]}
+                self.assertEqual({int(r["Block"]) for r in fresh}, {max(old_blocks) + 1})
+                grown = json.loads(run("evaluate", self.path("grown.xml"), "--json").stdout)
+                self.assertEqual(grown["design"]["runs"], len(new))
+                if "--model" in how or "--axial" in how:
+                    self.assertEqual(grown["design"]["modelTerms"], 10)  # quadratic in 3
+                else:
+                    self.assertEqual(summary_value(summary, "Terms"),
+                                     summary_value(before, "Terms"))
+                factors = list(old[0])[3:3 + factor_count]
+                if how[0] == "--foldover":
+                    mirrored = factors if len(how) == 1 else factors[:1]
+                    by_number = {int(r["ExpNo"]): r for r in new}
+                    for number in range(1, runs + 1):  # run i is mirrored by run runs + i
+                        was, now = by_number[number], by_number[runs + number]
+                        for factor in factors:
+                            values = [float(r[factor]) for r in old]
+                            mirror = min(values) + max(values) - float(was[factor])
+                            expected = mirror if factor in mirrored else float(was[factor])
+                            self.assertAlmostEqual(float(now[factor]), expected, places=4)
+                if how[0] == "--axial":
+                    centre = {f: (min(float(r[f]) for r in old) + max(float(r[f]) for r in old))
+                              / 2 for f in factors}
+                    moved = sorted(sum(abs(float(r[f]) - centre[f]) > 1e-6 for f in factors)
+                                   for r in fresh)
+                    self.assertEqual(moved.count(1), 2 * factor_count)
+                    self.assertEqual(moved.count(0), len(fresh) - 2 * factor_count)
+                for entry in self.entries():
+                    os.remove(self.path(entry))
+
+    def test_a_design_that_cannot_grow_so_exits_with_1_and_writes_nothing(self):
+        for how in (["--foldover"], ["--axial"]):
+            with self.subTest(how=how):
+                result = run("augment", example("mixture-tablet-blend.json"), *how, "-o",
+                             self.path("grown.csv"))
+                self.assertEqual(result.returncode, 1)
+                self.assertRegex(result.stderr.decode(), r"^zubra: .*factor")
+                self.assertEqual(self.entries(), [])
 
 
 def main():
