@@ -9,7 +9,7 @@ packages=(
   nlohmann-json3-dev libtinyxml2-dev libsimpleini-dev libicu-dev
   libboost-dev libfmt-dev libeigen3-dev
   libgtest-dev libgmock-dev libbenchmark-dev libcli11-dev ccache
-  libxlsxwriter-dev libcairo2-dev fonts-dejavu-core python3
+  libxlsxwriter-dev libcairo2-dev libfontconfig-dev fonts-dejavu-core python3
   pybind11-dev python3-dev python3-numpy python3-pytest
   clang-14 libclang-rt-14-dev
 )

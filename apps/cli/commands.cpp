@@ -320,6 +320,16 @@ int RunEvaluate(const EvaluateRequest& request, std::ostream& out, std::ostream&
   DesignEvaluation evaluation;
   std::string report;
   std::vector<std::pair<std::string, std::string>> files;  // path, content
+  // The fonts the plots looked up are handed back however the drawing ends.
+  struct FontRelease {
+    bool drawn;
+    explicit FontRelease(bool drawing) : drawn(drawing) {}
+    FontRelease(const FontRelease&) = delete;
+    FontRelease& operator=(const FontRelease&) = delete;
+    ~FontRelease() {
+      if (drawn) ReleasePlotFonts();
+    }
+  } fonts(request.plots.has_value());
   try {
     GenerationMonitor monitor(GenerationMonitor::Options{});
     evaluation = EvaluateDesign(*study, monitor.CancelFlag());

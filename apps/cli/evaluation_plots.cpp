@@ -2,6 +2,7 @@
 
 #include <cairo.h>
 #include <fmt/format.h>
+#include <fontconfig/fontconfig.h>
 
 #include <algorithm>
 #include <cmath>
@@ -447,6 +448,11 @@ RenderedPlot PlotCorrelationMap(const AliasMatrix::Correlations& correlations,
     scene.Text(bar_x + kBarWidth + 5, top + bar_h + 24, "constant", 10, Anchor::kStart);
   }
   return Render(scene);
+}
+
+void ReleasePlotFonts() {
+  cairo_debug_reset_static_data();
+  FcFini();
 }
 
 }  // namespace zubra::cli

@@ -29,4 +29,9 @@ RenderedPlot PlotFdsCurve(const PredictionVariance::Results& variance);
 RenderedPlot PlotCorrelationMap(const AliasMatrix::Correlations& correlations,
                                 int potential_columns);
 
+// Cairo and fontconfig keep the fonts they have looked up for the life of the process; this
+// hands them back.
+// Call it only when no plot is being drawn: the tool does so once its plots are rendered.
+void ReleasePlotFonts();
+
 }  // namespace zubra::cli

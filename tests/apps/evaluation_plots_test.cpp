@@ -12,7 +12,13 @@ namespace {
 
 bool IsPng(const std::string& bytes) { return bytes.rfind("\x89PNG\r\n\x1a\n", 0) == 0; }
 
-TEST(EvaluationPlots, TermNamesAreEscapedInTheSvgAndAConstantColumnIsDrawnGrey) {
+// Every test hands the fonts back, as the tool does, so that no font cache outlives it.
+class EvaluationPlots : public ::testing::Test {
+ protected:
+  void TearDown() override { ReleasePlotFonts(); }
+};
+
+TEST_F(EvaluationPlots, TermNamesAreEscapedInTheSvgAndAConstantColumnIsDrawnGrey) {
   AliasMatrix::Correlations map;
   map.names = {"A<B", "C&D", "\"E\""};
   map.matrix.resize(3, 3);
@@ -27,7 +33,7 @@ TEST(EvaluationPlots, TermNamesAreEscapedInTheSvgAndAConstantColumnIsDrawnGrey) 
   EXPECT_NE(plot.svg.find(">constant</text>"), std::string::npos);  // the grey cells' key
 }
 
-TEST(EvaluationPlots, WhatCannotBeDrawnThrowsInsteadOfWritingAnEmptyPlot) {
+TEST_F(EvaluationPlots, WhatCannotBeDrawnThrowsInsteadOfWritingAnEmptyPlot) {
   EXPECT_THROW(PlotFdsCurve(PredictionVariance::Results{}), Exception);  // singular
   AliasMatrix::Correlations none;
   EXPECT_THROW(PlotCorrelationMap(none, 0), Exception);
@@ -37,7 +43,7 @@ TEST(EvaluationPlots, WhatCannotBeDrawnThrowsInsteadOfWritingAnEmptyPlot) {
   EXPECT_THROW(PlotCorrelationMap(mismatched, 0), Exception);
 }
 
-TEST(EvaluationPlots, TheCurveSpansTheLargestVarianceAndMarksTheMean) {
+TEST_F(EvaluationPlots, TheCurveSpansTheLargestVarianceAndMarksTheMean) {
   PredictionVariance::Results variance;
   variance.singular = false;
   variance.sorted = {0.2, 0.3, 0.5, 1.7};
