@@ -75,6 +75,15 @@ TEST(AliasStructure, GivesTheTextbookAliasChains) {
   EXPECT_EQ(six.EffectText(six.GetMainEffects()[0], &names), "T = P*C*R = S*R*V");
   // AB's other aliases, ACDF and BDEF, have four letters.
   EXPECT_EQ(six.EffectText(six.GetTwoFactorInteractions()[0], &names), "T*P = C*R");
+  // The listing names each chain of interactions once: AB = CE, but no line CE = AB.
+  const std::vector<std::string> listed = six.GetTexts(nullptr);
+  EXPECT_EQ(std::count(listed.begin(), listed.end(), "AB = CE"), 1);
+  EXPECT_EQ(std::count(listed.begin(), listed.end(), "CE = AB"), 0);
+  EXPECT_EQ(std::count(listed.begin(), listed.end(), "AD = EF"), 1);
+  EXPECT_EQ(std::count(listed.begin(), listed.end(), "EF = AD"), 0);
+  // 15 interactions in 7 two-member chains (AB = CE, AC = BE, AD = EF, AE = BC = DF,
+  // AF = DE, BD = CF, BF = CD) and no unaliased one.
+  EXPECT_EQ(listed.size(), 1U + 6U + 7U);
 }
 
 TEST(AliasStructure, NamesTheEffectsConfoundedWithBlocks) {

@@ -4,6 +4,7 @@
 #include <bit>
 #include <cstddef>
 #include <set>
+#include <unordered_set>
 
 #include "zubra/platform/util/exception.h"
 
@@ -126,8 +127,18 @@ std::vector<std::string> AliasStructure::GetTexts(const std::vector<std::string>
   for (const Word w : defining_) relation += " = " + WordText(w, names);
   if (!complete_) relation += " = ...";
   texts.push_back(std::move(relation));
-  for (const Effect& effect : main_) texts.push_back(EffectText(effect, names));
-  for (const Effect& effect : pairs_) texts.push_back(EffectText(effect, names));
+  // Each chain is listed once: a two-factor interaction already named in an earlier line
+  // (AB = CE gives CE) would only repeat that line with its effects in another order.
+  std::unordered_set<Word> named;
+  const auto add = [&](const Effect& effect) {
+    texts.push_back(EffectText(effect, names));
+    named.insert(effect.word);
+    named.insert(effect.aliases.begin(), effect.aliases.end());
+  };
+  for (const Effect& effect : main_) add(effect);
+  for (const Effect& effect : pairs_) {
+    if (!named.contains(effect.word)) add(effect);
+  }
   return texts;
 }
 

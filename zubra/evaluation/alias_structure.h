@@ -71,7 +71,8 @@ class AliasStructure {
   [[nodiscard]] std::string EffectText(const Effect& effect,
                                        const std::vector<std::string>* names) const;
   // The defining relation ("I = ABCE = ..."), then one line per main effect and one per
-  // two-factor interaction.
+  // chain of two-factor interactions: an interaction named in an earlier line (as CE is in
+  // "AB = CE") gets no line of its own.
   [[nodiscard]] std::vector<std::string> GetTexts(const std::vector<std::string>* names) const;
 
  private:
