@@ -304,6 +304,10 @@ TEST(Augmentation, BadInputIsRefusedWithTheReason) {
   const NCDesign centres(EDesign::kFullFactorial, "", {"X1", "X2", "X3"}, NCDataMatrix<float>(2, 3),
                          NCDataMatrix<float>(2, 3, 5.0F), {1, 1},
                          {RunKind::kCenter, RunKind::kCenter}, Generators());
+  NCDataMatrix<float> full(32, 3);  // the cube four times: as many runs as the cap allows
+  for (int r = 0; r < 32; ++r) {
+    for (int c = 0; c < 3; ++c) full(r, c) = runs(r % 8, c);
+  }
   NCDataMatrix<float> broken = runs;
   broken(2, 1) = std::nanf("");
   const Factors four = Quantitative(4);
@@ -361,6 +365,9 @@ TEST(Augmentation, BadInputIsRefusedWithTheReason) {
        "The model needs at least 4 added runs."},
       {"augment: too many", augment(runs, {.added_runs = 25}),
        "At most 24 runs can be added for this model."},
+      {"augment: already at the cap", augment(full, {}),
+       "The design already has 32 runs; D-optimal runs can be added for this model only to "
+       "designs of fewer than 32 runs."},
       {"augment: not a number", augment(broken, {}),
        "Run 3 has no valid value for the factor 'X2'."},
       {"augment: candidate levels", augment(runs, {.candidate_levels = 1}),

@@ -432,9 +432,15 @@ std::unique_ptr<NCDesign> AugmentDOptimal(const NCDataMatrix<float>& runs, const
                     fewest);
   }
   const int most = 2 * columns + 10 - old_runs;
+  if (most <= 0) {
+    throw Exception(ExceptionMessage::translate("The design already has {} runs; D-optimal runs "
+                                                "can be added for this model only to designs of "
+                                                "fewer than {} runs.") %
+                    old_runs % (2 * columns + 10));
+  }
   if (added > most) {
     throw Exception(ExceptionMessage::translate("At most {} runs can be added for this model.") %
-                    std::max(0, most));
+                    most);
   }
 
   DesignOptions design_options;
