@@ -2,9 +2,11 @@
 
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <functional>
 #include <memory>
 #include <string>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -35,6 +37,8 @@ DesignOptions Changed() {
   options.SetProcessModel(EModel::kQuadratic);
   options.SetMixtureModel(EModel::kSpecialCubic);
   options.SetGenerators(Generators(4, {0b1111}, {0b0111}));
+  options.SetThreads(3);
+  options.SetSearchSeed(4000000000U);
   return options;
 }
 
@@ -57,6 +61,8 @@ TEST(DesignOptions, SaveThenLoadRestoresEveryFieldInBothSectionKinds) {
         auto optimal = std::make_unique<DOptimalOptions>();
         optimal->SetCandidateLevels(5);
         optimal->SetModel(DesignModel({{}, {0}, {1}, {0, 1}, {1, 1}}));
+        optimal->SetWholePlots(6);
+        optimal->SetVarianceRatio(0.1);
         return optimal;
       },
       [] {
@@ -126,6 +132,12 @@ TEST(DesignOptions, LoadRefusesBadValuesAndKeepsTheObject) {
        "The value 'Quartic' of the key 'ProcessModel' is not a valid name."},
       {"runs not a number", "Runs", "many",
        "The value 'many' of the key 'Runs' is not a valid whole number."},
+      {"negative threads", "Threads", "-1",
+       "The value '-1' of the key 'Threads' is not a valid count."},
+      {"too many threads", "Threads", "1025",
+       "The value '1025' of the key 'Threads' is not a valid count."},
+      {"seed not a number", "SearchSeed", "-3",
+       "The value '-3' of the key 'SearchSeed' is not a valid whole number."},
   };
   for (const Row& row : rows) {
     SCOPED_TRACE(row.name);
@@ -155,6 +167,65 @@ TEST(DesignOptions, LoadRefusesBadValuesAndKeepsTheObject) {
     EXPECT_EQ(e.Message(), "The number of layers 11 is not valid.");
   }
   EXPECT_EQ(loaded.GetDesignSpecificOptions(), nullptr);
+}
+
+TEST(DesignOptions, ThreadsSeedAndWholePlotSettingsAreStoredOnlyAwayFromTheirDefaults) {
+  for (bool ini : {false, true}) {
+    SCOPED_TRACE(ini ? "ini" : "xml");
+    const std::unique_ptr<ConfigurationSection> root =
+        ini ? std::unique_ptr<ConfigurationSection>(std::make_unique<IniFileSection>())
+            : std::make_unique<TinyXML2Section>();
+    ConfigurationSection& section = root->CreateChild("DesignSpec");
+    DesignOptions options = Changed();
+    options.SetDesignSpecificOptions(std::make_unique<DOptimalOptions>());
+    auto& optimal = dynamic_cast<DOptimalOptions&>(*options.GetDesignSpecificOptions());
+    ASSERT_TRUE(optimal.SetWholePlots(5));
+    ASSERT_TRUE(optimal.SetVarianceRatio(2.0));
+    options.Save(section);
+    const ConfigurationSection& child = *section.OpenChild("DesignSpecificOptions");
+    EXPECT_EQ(section.GetString("Threads"), "3");
+    EXPECT_EQ(section.GetString("SearchSeed"), "4000000000");
+    EXPECT_EQ(child.GetString("WholePlots"), "5");
+    EXPECT_EQ(child.GetString("VarianceRatio"), "2");
+    // Back to the defaults: the keys go, so a set-up that never used them is stored as before.
+    ASSERT_TRUE(options.SetThreads(0));
+    options.SetSearchSeed(0);
+    ASSERT_TRUE(optimal.SetWholePlots(0));
+    ASSERT_TRUE(optimal.SetVarianceRatio(1.0));
+    options.Save(section);
+    const ConfigurationSection& again = *section.OpenChild("DesignSpecificOptions");
+    for (const char* key : {"Threads", "SearchSeed"}) {
+      EXPECT_FALSE(section.GetValue(key).has_value()) << key;
+    }
+    for (const char* key : {"WholePlots", "VarianceRatio"}) {
+      EXPECT_FALSE(again.GetValue(key).has_value()) << key;
+    }
+  }
+  // Out of range.
+  DesignOptions options;
+  EXPECT_FALSE(options.SetThreads(-1));
+  EXPECT_FALSE(options.SetThreads(DesignOptions::kMaxThreads + 1));
+  EXPECT_EQ(options.GetThreads(), 0);
+  DOptimalOptions optimal;
+  EXPECT_FALSE(optimal.SetWholePlots(-1));
+  EXPECT_FALSE(optimal.SetVarianceRatio(-0.5));
+  EXPECT_FALSE(optimal.SetVarianceRatio(std::nan("")));
+  EXPECT_EQ(optimal.GetWholePlots(), 0);
+  EXPECT_EQ(optimal.GetVarianceRatio(), 1.0);
+  for (const auto& [key, value, message] :
+       std::vector<std::tuple<std::string, std::string, std::string>>{
+           {"WholePlots", "-2", "The number of whole plots -2 is not valid."},
+           {"VarianceRatio", "1e9", "The variance ratio 1e+09 is not valid."}}) {
+    SCOPED_TRACE(key);
+    TinyXML2Section stored;
+    stored.SetValue(key, value);
+    try {
+      optimal.Load(stored);
+      ADD_FAILURE() << "accepted";
+    } catch (const Exception& e) {
+      EXPECT_EQ(e.Message(), message);
+    }
+  }
 }
 
 TEST(DesignOptions, StarDistanceChoiceSurvivesSavingAndOlderFilesKeepTheirMeaning) {

@@ -82,6 +82,7 @@ Registry& TheRegistry() {
     classic(std::make_unique<MixtureBuilder>(MixtureBuilder::Kind::kLattice));
     classic(std::make_unique<internal::DOptimalBuilder>());
     classic(std::make_unique<internal::IOptimalBuilder>());
+    classic(std::make_unique<internal::AOptimalBuilder>());
     classic(std::make_unique<internal::OnionBuilder>());
     classic(std::make_unique<internal::ProcessMixtureBuilder>());
     classic(std::make_unique<internal::StabilityBuilder>());

@@ -25,7 +25,7 @@ namespace zubra {
 //   - response-surface designs: central composite designs CCF, CCC, CCI; Box-Behnken; the
 //     saturated three-level design (Rechtschaffner); general full factorial;
 //   - mixture designs: axial, simplex centroid and simplex lattice;
-//   - optimal designs chosen from a candidate set: D-optimal and I-optimal;
+//   - optimal designs chosen from a candidate set: D-optimal, I-optimal and A-optimal;
 //   - the layered design (Onion) and the split-objective design (Process Mixture), which
 //     designs process and mixture factors together;
 //   - the stability designs for shelf-life studies: storage conditions crossed with time

@@ -28,7 +28,9 @@ DOptimalOptions::DOptimalOptions(const DOptimalOptions& other)
                                       : nullptr),
       inclusions_(other.inclusions_),
       progress_(other.progress_),
-      candidate_levels_(other.candidate_levels_) {}
+      candidate_levels_(other.candidate_levels_),
+      whole_plots_(other.whole_plots_),
+      variance_ratio_(other.variance_ratio_) {}
 
 DOptimalOptions& DOptimalOptions::operator=(const DOptimalOptions& other) {
   if (this != &other) {
@@ -38,6 +40,8 @@ DOptimalOptions& DOptimalOptions::operator=(const DOptimalOptions& other) {
     inclusions_ = std::move(copy.inclusions_);
     progress_ = std::move(copy.progress_);
     candidate_levels_ = copy.candidate_levels_;
+    whole_plots_ = copy.whole_plots_;
+    variance_ratio_ = copy.variance_ratio_;
   }
   return *this;
 }
@@ -48,12 +52,34 @@ bool DOptimalOptions::SetCandidateLevels(int n) {
   return true;
 }
 
+bool DOptimalOptions::SetWholePlots(int n) {
+  if (n < 0 || n > kMaxWholePlots) return false;
+  whole_plots_ = n;
+  return true;
+}
+
+bool DOptimalOptions::SetVarianceRatio(double ratio) {
+  if (!(ratio >= 0.0 && ratio <= kMaxRatio)) return false;
+  variance_ratio_ = ratio;
+  return true;
+}
+
 std::unique_ptr<DesignSpecificOptions> DOptimalOptions::Clone() const {
   return std::make_unique<DOptimalOptions>(*this);
 }
 
 void DOptimalOptions::Save(ConfigurationSection& section) const {
   section.WriteInt("CandidateLevels", candidate_levels_);
+  if (whole_plots_ != 0) {
+    section.WriteInt("WholePlots", whole_plots_);
+  } else {
+    section.RemoveKey("WholePlots");
+  }
+  if (variance_ratio_ != 1.0) {
+    section.WriteDouble("VarianceRatio", variance_ratio_);
+  } else {
+    section.RemoveKey("VarianceRatio");
+  }
   section.RemoveChild("Model");
   ConfigurationSection& model = section.CreateChild("Model");
   int index = 0;
@@ -68,6 +94,15 @@ void DOptimalOptions::Load(const ConfigurationSection& section) {
     throw Exception(ExceptionMessage::translate("The number of candidate levels {} is not "
                                                 "valid.") %
                     levels);
+  }
+  int plots = whole_plots_;
+  if (section.ReadInt("WholePlots", plots) && (plots < 0 || plots > kMaxWholePlots)) {
+    throw Exception(ExceptionMessage::translate("The number of whole plots {} is not valid.") %
+                    plots);
+  }
+  double ratio = variance_ratio_;
+  if (section.ReadDouble("VarianceRatio", ratio) && !(ratio >= 0.0 && ratio <= kMaxRatio)) {
+    throw Exception(ExceptionMessage::translate("The variance ratio {} is not valid.") % ratio);
   }
   DesignModel model = model_;
   if (const ConfigurationSection* stored = section.OpenChild("Model")) {
@@ -87,12 +122,15 @@ void DOptimalOptions::Load(const ConfigurationSection& section) {
     model = DesignModel(std::move(terms));
   }
   candidate_levels_ = levels;
+  whole_plots_ = plots;
+  variance_ratio_ = ratio;
   model_ = std::move(model);
 }
 
 bool DOptimalOptions::Equals(const DesignSpecificOptions& other) const {
   const auto* same = dynamic_cast<const DOptimalOptions*>(&other);
   if (same == nullptr || same->candidate_levels_ != candidate_levels_ ||
+      same->whole_plots_ != whole_plots_ || same->variance_ratio_ != variance_ratio_ ||
       !(same->model_ == model_) || !SameInclusions(same->inclusions_, inclusions_)) {
     return false;
   }

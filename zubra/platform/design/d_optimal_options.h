@@ -22,9 +22,17 @@ namespace zubra {
 // units, a qualitative factor as its 1-based setting number, mixture factors as amounts.
 // The model is stored as a child "Model" with indexed children "Term"
 // holding "Factors" (0-based design indexes, "0,0" for a square; "" for the constant).
+//
+// The settings of split-plot designs, used when a varied factor is hard to change: the
+// number of whole plots (0, the default: the builder chooses; key "WholePlots") and the ratio
+// of the whole-plot variance to the run variance the design is optimised for (0..kMaxRatio,
+// default 1, key "VarianceRatio"). Both keys are written only when they are not the default,
+// so that the stored form of other set-ups stays as it was.
 class DOptimalOptions final : public DesignSpecificOptions {
  public:
   static constexpr int kMaxCandidateLevels = 9;
+  static constexpr int kMaxWholePlots = 10000;
+  static constexpr double kMaxRatio = 1000.0;
 
   DOptimalOptions() = default;
   DOptimalOptions(const DOptimalOptions& other);
@@ -47,6 +55,12 @@ class DOptimalOptions final : public DesignSpecificOptions {
   [[nodiscard]] int GetCandidateLevels() const { return candidate_levels_; }
   // Stores n when 2 <= n <= kMaxCandidateLevels and returns true; otherwise false.
   bool SetCandidateLevels(int n);
+  [[nodiscard]] int GetWholePlots() const { return whole_plots_; }
+  // Stores n when 0 <= n <= kMaxWholePlots and returns true; otherwise false.
+  bool SetWholePlots(int n);
+  [[nodiscard]] double GetVarianceRatio() const { return variance_ratio_; }
+  // Stores `ratio` when 0 <= ratio <= kMaxRatio and returns true; otherwise false.
+  bool SetVarianceRatio(double ratio);
 
   [[nodiscard]] Kind GetKind() const override { return Kind::kDOptimal; }
   [[nodiscard]] std::unique_ptr<DesignSpecificOptions> Clone() const override;
@@ -60,6 +74,8 @@ class DOptimalOptions final : public DesignSpecificOptions {
   NCDataMatrix<float> inclusions_;
   std::function<void(int, int)> progress_;
   int candidate_levels_ = 3;
+  int whole_plots_ = 0;
+  double variance_ratio_ = 1.0;
 };
 
 }  // namespace zubra

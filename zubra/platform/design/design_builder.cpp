@@ -430,14 +430,20 @@ std::unique_ptr<NCDesign> DesignBuilder::Generate(const Factors& factors,
   std::vector<std::string> names;
   std::vector<int> run_blocks;
   std::vector<NCDesign::RunKind> kinds;
+  std::vector<int> whole_plots;
   for (const Factors::Factor& factor : factors.GetAll()) names.push_back(factor.name);
   for (const Placed& run : placed) {
     run_blocks.push_back(run.block);
     kinds.push_back(run.kind);
+    // A split-plot design has neither centre points nor replicates (its builder refuses them).
+    if (!core.whole_plots.empty() && run.source >= 0) {
+      whole_plots.push_back(core.whole_plots[static_cast<std::size_t>(run.source)]);
+    }
   }
+  if (whole_plots.size() != placed.size()) whole_plots.clear();
   return std::make_unique<NCDesign>(GetType(), GetName(), std::move(names), std::move(coded),
                                     std::move(uncoded), std::move(run_blocks), std::move(kinds),
-                                    std::move(core.generators));
+                                    std::move(core.generators), std::move(whole_plots));
 }
 
 bool DesignBuilder::RefuseMixture(const Factors& factors, std::string* message) const {

@@ -118,7 +118,8 @@ class DesignBuilder {
     std::vector<int> blocks;               // 1-based per run; empty: all in block 1
     std::vector<NCDesign::RunKind> kinds;  // per run; empty: all kDesign
     Generators generators;
-    bool two_level = false;  // -1/+1 of a qualitative factor are its first and second setting
+    bool two_level = false;        // -1/+1 of a qualitative factor are its first and second setting
+    std::vector<int> whole_plots;  // 1-based whole plot per run; empty: not a split-plot design
   };
 
   // The family's answers. Each receives the varied factors only (never empty), and all but

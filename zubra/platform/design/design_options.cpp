@@ -66,6 +66,8 @@ DesignOptions::DesignOptions(const DesignOptions& other)
       process_model_(other.process_model_),
       mixture_model_(other.mixture_model_),
       generators_(other.generators_),
+      threads_(other.threads_),
+      search_seed_(other.search_seed_),
       specific_(other.specific_ ? other.specific_->Clone() : nullptr) {}
 
 DesignOptions& DesignOptions::operator=(const DesignOptions& other) {
@@ -163,6 +165,12 @@ bool DesignOptions::SetMixtureModel(EModel::Type model) {
   return true;
 }
 
+bool DesignOptions::SetThreads(int threads) {
+  if (threads < 0 || threads > kMaxThreads) return false;
+  threads_ = threads;
+  return true;
+}
+
 int DesignOptions::GetTotalRuns(int design_runs) const {
   const long long total =
       static_cast<long long>(design_runs) * (1LL + replicates_) + replicated_runs_ + center_points_;
@@ -190,6 +198,16 @@ void DesignOptions::Save(ConfigurationSection& section) const {
   section.WriteInt("MaxLegalRuns", max_runs_);
   section.WriteString("ProcessModel", EModel::GetString(process_model_));
   section.WriteString("MixtureModel", EModel::GetString(mixture_model_));
+  if (threads_ != 0) {
+    section.WriteInt("Threads", threads_);
+  } else {
+    section.RemoveKey("Threads");
+  }
+  if (search_seed_ != 0) {
+    section.WriteUnsigned("SearchSeed", search_seed_);
+  } else {
+    section.RemoveKey("SearchSeed");
+  }
   section.RemoveChild("Generators");
   generators_.Save(section.CreateChild("Generators"));
   section.RemoveChild("DesignSpecificOptions");
@@ -235,6 +253,9 @@ void DesignOptions::Load(const ConfigurationSection& section) {
            read.process_model_);
   ReadCode(section, "MixtureModel", EModel::kTexts, EModel::kNone, EModel::kLinear,
            read.mixture_model_);
+  ReadCount(section, "Threads", [&](int v) { return read.SetThreads(v); });
+  unsigned seed = 0;
+  if (section.ReadUnsigned("SearchSeed", seed)) read.search_seed_ = seed;
   if (const ConfigurationSection* child = section.OpenChild("Generators")) {
     read.generators_.Load(*child);
   }
@@ -263,7 +284,8 @@ bool DesignOptions::operator==(const DesignOptions& other) const {
          replicated_runs_ == other.replicated_runs_ && star_distance_ == other.star_distance_ &&
          star_choice_ == other.star_choice_ && max_runs_ == other.max_runs_ &&
          objective_ == other.objective_ && process_model_ == other.process_model_ &&
-         mixture_model_ == other.mixture_model_ && generators_ == other.generators_;
+         mixture_model_ == other.mixture_model_ && generators_ == other.generators_ &&
+         threads_ == other.threads_ && search_seed_ == other.search_seed_;
 }
 
 }  // namespace zubra

@@ -1,6 +1,7 @@
 // DesignOptions: the settings a design is generated with.
 #pragma once
 
+#include <cstdint>
 #include <memory>
 #include <string>
 
@@ -34,6 +35,11 @@ class Factors;
 //   - maximum runs (kDefaultMaxRuns): no design of more runs in all is valid;
 //   - objective (screening), process model and mixture model (linear);
 //   - generators (empty): the builder's table generators are used;
+//   - threads (0): the threads a design's search may use, 0 for one per hardware thread;
+//     designs that search (optimal, layered, plate) honour it, and a search gives the same
+//     design on any number of threads;
+//   - search seed (0): the seed of a design's random search, 0 for the builder's own fixed
+//     seed; the same set-up and seed always give the same design;
 //   - design-specific options (none).
 // Setters refuse values outside their range by returning false and changing nothing. Copies
 // are deep.
@@ -41,6 +47,7 @@ class DesignOptions {
  public:
   static constexpr int kDefaultMaxRuns = 10000;
   static constexpr int kDefaultCenterPoints = 3;
+  static constexpr int kMaxThreads = 1024;
 
   // How the axial distance alpha of a composite design is found. The codes are stored by
   // their texts ("Default", "Rotatable", "OrthogonalBlocking", "FaceCentred", "Given").
@@ -126,6 +133,10 @@ class DesignOptions {
   bool SetMixtureModel(EModel::Type model);  // a listed code
   [[nodiscard]] const Generators& GetGenerators() const { return generators_; }
   void SetGenerators(Generators generators) { generators_ = std::move(generators); }
+  [[nodiscard]] int GetThreads() const { return threads_; }
+  bool SetThreads(int threads);  // 0 (one per hardware thread) .. kMaxThreads
+  [[nodiscard]] std::uint32_t GetSearchSeed() const { return search_seed_; }
+  void SetSearchSeed(std::uint32_t seed) { search_seed_ = seed; }
 
   // The design-specific options, or nullptr when there are none.
   [[nodiscard]] DesignSpecificOptions* GetDesignSpecificOptions() { return specific_.get(); }
@@ -150,7 +161,8 @@ class DesignOptions {
   // with no words when there are none) and the child "DesignSpecificOptions" with its "Kind"
   // ("" when there are none). "StarDistanceChoice" is written for the choices that
   // "StarDistance" cannot tell (rotatable, orthogonal blocking, face-centred) and removed
-  // otherwise, so that readers of the plain key see -99, the default.
+  // otherwise, so that readers of the plain key see -99, the default. "Threads" and
+  // "SearchSeed" are written only when they are not the default (0) and removed otherwise.
   void Save(ConfigurationSection& section) const;
   // Reads what Save wrote; an absent key or child leaves its field unchanged. A stored
   // "StarDistance" without "StarDistanceChoice" sets the choice it implies (given, or the
@@ -173,6 +185,8 @@ class DesignOptions {
   EModel::Type process_model_ = EModel::kLinear;
   EModel::Type mixture_model_ = EModel::kLinear;
   Generators generators_;
+  int threads_ = 0;
+  std::uint32_t search_seed_ = 0;
   std::unique_ptr<DesignSpecificOptions> specific_;
 };
 static_assert(DesignOptions::kStarDistanceChoiceTexts.IsOneToOne());

@@ -35,6 +35,7 @@ class EDesign {
     kStabilityFactorial = 31,  // stability over a factorial in the process factors
     kProcessMixture = 33,      // process and mixture factors together
     kIOptimal = 37,
+    kAOptimal = 38,
     kREDMUP = 40,               // plate designs
     kDefinitiveScreening = 45,  // three-level screening designs from conference matrices
   };
@@ -72,6 +73,7 @@ class EDesign {
       {kStabilityFactorial, "StabilityFactorial"},
       {kProcessMixture, "ProcessMixture"},
       {kIOptimal, "IOptimal"},
+      {kAOptimal, "AOptimal"},
       {kREDMUP, "REDMUP"},
       {kDefinitiveScreening, "DefinitiveScreening"},
   });

@@ -207,4 +207,9 @@ std::vector<int> Factors::GetVaried() const {
   return varied;
 }
 
+bool Factors::HasHardToChange() const {
+  return std::any_of(factors_.begin(), factors_.end(),
+                     [](const Factor& f) { return f.IsVaried() && f.hard_to_change; });
+}
+
 }  // namespace zubra

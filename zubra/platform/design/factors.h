@@ -20,6 +20,8 @@ namespace zubra {
 //     1-based number of the setting;
 //   - formulation and filler (mixture) factors: a range 0 <= low < high and the mixture total
 //     that every mixture of the design sums to (the same for all mixture factors).
+// A varied process factor may be hard to change: the D-optimal design then keeps its value
+// constant within whole plots of runs (a split-plot design); other designs ignore the flag.
 // Controlled factors (and those whose use is not set) are varied by the designs. Constant and
 // uncontrolled factors keep a column in every design but are not varied: a constant factor
 // stands at the middle of its range (low == high is allowed for it), an uncontrolled one is
@@ -40,6 +42,7 @@ class Factors {
     std::vector<std::string> settings;  // qualitative factors
     int num_levels = 0;                 // quantitative: levels of a general factorial; 0 = by model
     double mixture_total = 1.0;         // mixture factors
+    bool hard_to_change = false;        // kept constant within whole plots (D-optimal)
 
     static Factor Quantitative(std::string name, double low, double high);
     static Factor Multilevel(std::string name, std::vector<double> levels);
@@ -92,6 +95,8 @@ class Factors {
   [[nodiscard]] double GetMixtureTotal() const;
   // The design indexes of the varied factors, ascending.
   [[nodiscard]] std::vector<int> GetVaried() const;
+  // True when a varied factor is hard to change.
+  [[nodiscard]] bool HasHardToChange() const;
 
  private:
   std::vector<Factor> factors_;

@@ -62,7 +62,7 @@ NCDataMatrix<float> ToMatrix(const std::vector<float>& values, int rows, int col
 
 NCDesign::NCDesign(EDesign::Type type, std::string name, std::vector<std::string> factor_names,
                    NCDataMatrix<float> coded, NCDataMatrix<float> uncoded, std::vector<int> blocks,
-                   std::vector<RunKind> kinds, Generators generators)
+                   std::vector<RunKind> kinds, Generators generators, std::vector<int> whole_plots)
     : type_(type),
       name_(std::move(name)),
       factor_names_(std::move(factor_names)),
@@ -70,7 +70,9 @@ NCDesign::NCDesign(EDesign::Type type, std::string name, std::vector<std::string
       uncoded_(std::move(uncoded)),
       blocks_(std::move(blocks)),
       kinds_(std::move(kinds)),
-      generators_(std::move(generators)) {
+      generators_(std::move(generators)),
+      whole_plots_(std::move(whole_plots)) {
+  assert(whole_plots_.empty() || static_cast<int>(whole_plots_.size()) == coded_.GetRows());
   assert(uncoded_.GetRows() == coded_.GetRows() && uncoded_.GetCols() == coded_.GetCols());
   assert(static_cast<int>(blocks_.size()) == coded_.GetRows());
   assert(static_cast<int>(kinds_.size()) == coded_.GetRows());
@@ -104,6 +106,16 @@ void NCDesign::Save(ConfigurationSection& section) const {
     text += ';';
     AppendRow(text, uncoded_, r);
     section.WriteString("Run" + std::to_string(r + 1), text);
+  }
+  if (whole_plots_.empty()) {
+    section.RemoveKey("WholePlots");
+  } else {
+    std::string plots;
+    for (std::size_t r = 0; r < whole_plots_.size(); ++r) {
+      if (r > 0) plots += ',';
+      plots += std::to_string(whole_plots_[r]);
+    }
+    section.WriteString("WholePlots", plots);
   }
   section.RemoveChild("Generators");
   if (!generators_.IsEmpty()) generators_.Save(section.CreateChild("Generators"));
@@ -150,17 +162,28 @@ std::unique_ptr<NCDesign> NCDesign::Load(const ConfigurationSection& section) {
     blocks.push_back(*block);
     kinds.push_back(*kind);
   }
+  std::vector<int> whole_plots;
+  if (const std::optional<std::string> text = section.GetValue("WholePlots")) {
+    for (const std::string& part : KtStdString::Split(*text, ',')) {
+      const std::optional<int> plot = KtString::ToInt(part);
+      if (!plot || *plot < 1) ThrowBadDesign("WholePlots");
+      whole_plots.push_back(*plot);
+    }
+    if (static_cast<int>(whole_plots.size()) != runs) ThrowBadDesign("WholePlots");
+  }
   Generators generators;
   if (const ConfigurationSection* child = section.OpenChild("Generators")) generators.Load(*child);
   return std::make_unique<NCDesign>(type, name, std::move(names), ToMatrix(coded, runs, factors),
                                     ToMatrix(uncoded, runs, factors), std::move(blocks),
-                                    std::move(kinds), std::move(generators));
+                                    std::move(kinds), std::move(generators),
+                                    std::move(whole_plots));
 }
 
 bool NCDesign::operator==(const NCDesign& other) const {
   return type_ == other.type_ && name_ == other.name_ && factor_names_ == other.factor_names_ &&
          coded_ == other.coded_ && uncoded_ == other.uncoded_ && blocks_ == other.blocks_ &&
-         kinds_ == other.kinds_ && generators_ == other.generators_;
+         kinds_ == other.kinds_ && generators_ == other.generators_ &&
+         whole_plots_ == other.whole_plots_;
 }
 
 }  // namespace zubra

@@ -26,14 +26,16 @@ class ConfigurationSection;
 //
 // Each run also has a 1-based block number and a kind (a run of the design proper, an axial
 // run of a composite design, a centre point, a replicate). The generators are those of a
-// two-level fractional or blocked factorial, empty for other designs.
+// two-level fractional or blocked factorial, empty for other designs. A split-plot design
+// gives every run the 1-based number of its whole plot (the runs of a whole plot share the
+// settings of the hard-to-change factors and are run together); other designs have none.
 class NCDesign {
  public:
   enum class RunKind { kDesign, kAxial, kCenter, kReplicate };
 
   NCDesign(EDesign::Type type, std::string name, std::vector<std::string> factor_names,
            NCDataMatrix<float> coded, NCDataMatrix<float> uncoded, std::vector<int> blocks,
-           std::vector<RunKind> kinds, Generators generators);
+           std::vector<RunKind> kinds, Generators generators, std::vector<int> whole_plots = {});
 
   [[nodiscard]] EDesign::Type GetType() const { return type_; }
   [[nodiscard]] const std::string& GetName() const { return name_; }
@@ -52,12 +54,16 @@ class NCDesign {
   [[nodiscard]] const std::vector<RunKind>& GetRunKinds() const { return kinds_; }
   [[nodiscard]] int CountRuns(RunKind kind) const;
   [[nodiscard]] const Generators& GetGenerators() const { return generators_; }
+  // The 1-based whole plot of each run; empty for a design without whole plots.
+  [[nodiscard]] const std::vector<int>& GetWholePlots() const { return whole_plots_; }
 
   // Writes the design into `section`: "Type" (the type's text), "Name", "Factors" and "Runs"
   // (counts), "Factor1".."FactorK" (the names), "Run1".."RunN" (each "block;kind;coded
   // values;uncoded values", kinds D, A, C, R for design, axial, centre and replicate runs,
-  // values separated by commas in their shortest exact form) and a child "Generators" when
-  // there are generators. Keys and children written earlier by this function are replaced.
+  // values separated by commas in their shortest exact form), "WholePlots" (the runs' whole
+  // plots separated by commas, only for a design that has them) and a child "Generators"
+  // when there are generators. Keys and children written earlier by this function are
+  // replaced.
   void Save(ConfigurationSection& section) const;
   // Reads what Save wrote. Throws Exception with the system's message when a key is missing
   // or malformed, the counts do not match the keys present, or a value does not read.
@@ -74,6 +80,7 @@ class NCDesign {
   std::vector<int> blocks_;
   std::vector<RunKind> kinds_;
   Generators generators_;
+  std::vector<int> whole_plots_;
 };
 
 }  // namespace zubra

@@ -4,12 +4,15 @@
 #include <cmath>
 #include <cstddef>
 #include <numeric>
+#include <random>
 #include <span>
 #include <utility>
 
 #include "zubra/platform/design/candidate_set.h"
 #include "zubra/platform/design/d_optimal_options.h"
 #include "zubra/platform/design/internal/coordinate_exchange.h"
+#include "zubra/platform/design/internal/model_rows.h"
+#include "zubra/platform/design/internal/whole_plot_exchange.h"
 #include "zubra/platform/design/process_mixture_options.h"
 #include "zubra/platform/util/exception.h"
 
@@ -18,6 +21,11 @@ namespace {
 
 const DOptimalOptions* Specific(const DesignOptions& options) {
   return dynamic_cast<const DOptimalOptions*>(options.GetDesignSpecificOptions());
+}
+
+// The seed of the search: the options' search seed, or the builders' own.
+std::uint64_t Seed(const DesignOptions& options) {
+  return options.GetSearchSeed() != 0 ? options.GetSearchSeed() : OptimalBuilder::kSeed;
 }
 
 // The inclusions of the options, or an empty matrix.
@@ -69,18 +77,120 @@ Eigen::MatrixXd WithBlockColumns(const Eigen::MatrixXd& f, unsigned blocks, int 
   return x;
 }
 
+// The grid a coordinate search walks through: every factor's values, coded and uncoded.
+struct Grid {
+  std::vector<std::vector<CandidateSet::Value>> values;
+  std::vector<std::vector<float>> levels;  // coded
+
+  Grid(const Factors& factors, int candidate_levels)
+      : values(CandidateSet::GridValues(factors, candidate_levels)) {
+    for (const auto& factor : values) {
+      std::vector<float>& coded = levels.emplace_back();
+      for (const CandidateSet::Value& value : factor) coded.push_back(value.coded);
+    }
+  }
+
+  // The test of a coded grid point against the constraints (empty when there are none). The
+  // grid and the constraints must outlive it.
+  [[nodiscard]] CoordinateExchange::Exclusion Exclusion(
+      const NCDOE::Constraints* constraints) const {
+    if (constraints == nullptr || constraints->GetCount() == 0) return {};
+    return [this, constraints](std::span<const float> point) {
+      std::vector<float> uncoded(values.size());
+      for (std::size_t c = 0; c < values.size(); ++c) {
+        // The grid value whose coded form this is.
+        const auto& own = values[c];
+        const auto match = std::find_if(own.begin(), own.end(), [&](const CandidateSet::Value& v) {
+          return v.coded == point[c];
+        });
+        uncoded[c] = match == own.end() ? 0.0F : match->uncoded;
+      }
+      return constraints->Excludes(uncoded);
+    };
+  }
+};
+
+// The mean of f f' over `count` random admitted points of the grid, drawn from `seed`: the
+// moments of a constrained region too large to enumerate. Throws Exception when 1000 draws
+// in a row find no admitted point.
+Eigen::MatrixXd SampledMoments(const Grid& grid, const ModelRows& rows,
+                               const CoordinateExchange::Exclusion& excluded, int count,
+                               std::uint64_t seed, const bool* cancel) {
+  constexpr int kChunk = 1000;
+  constexpr int kDraws = 1000;
+  const LevelRows table(rows, grid.levels);
+  const int p = rows.Columns();
+  const auto factors = static_cast<int>(grid.levels.size());
+  std::mt19937_64 rng(seed);
+  Eigen::MatrixXd moments = Eigen::MatrixXd::Zero(p, p);
+  Eigen::Matrix<double, Eigen::Dynamic, Eigen::Dynamic, Eigen::RowMajor> chunk(kChunk, p);
+  std::vector<int> point(static_cast<std::size_t>(factors));
+  std::vector<float> coded(static_cast<std::size_t>(factors));
+  int filled = 0;
+  for (int drawn = 0; drawn < count; ++drawn) {
+    bool admitted = false;
+    for (int draw = 0; draw < kDraws && !admitted; ++draw) {
+      for (int k = 0; k < factors; ++k) {
+        const auto size = grid.levels[static_cast<std::size_t>(k)].size();
+        point[static_cast<std::size_t>(k)] =
+            static_cast<int>(std::uniform_int_distribution<std::size_t>(0, size - 1)(rng));
+        coded[static_cast<std::size_t>(k)] =
+            grid.levels[static_cast<std::size_t>(k)][static_cast<std::size_t>(point[k])];
+      }
+      admitted = !excluded || !excluded(coded);
+    }
+    if (!admitted) {
+      throw Exception(ExceptionMessage::translate("No admitted run was found among {} random "
+                                                  "points of the region.") %
+                      kDraws);
+    }
+    table.Row(point.data(), chunk.row(filled++).data());
+    if (filled == kChunk || drawn + 1 == count) {
+      if (IsFlagSet(cancel)) throw CancelException();
+      moments.selfadjointView<Eigen::Lower>().rankUpdate(chunk.topRows(filled).transpose());
+      filled = 0;
+    }
+  }
+  moments = moments.selfadjointView<Eigen::Lower>();
+  return moments / static_cast<double>(count);
+}
+
 }  // namespace
 
 EDesign::Type OptimalBuilder::GetType() const {
-  return criterion_ == PointExchange::Criterion::kD ? EDesign::kDOptimal : EDesign::kIOptimal;
+  switch (criterion_) {
+    case Criterion::kI:
+      return EDesign::kIOptimal;
+    case Criterion::kA:
+      return EDesign::kAOptimal;
+    case Criterion::kD:
+      break;
+  }
+  return EDesign::kDOptimal;
 }
 
 std::string OptimalBuilder::GetName() const {
-  return criterion_ == PointExchange::Criterion::kD ? "D-Optimal" : "I-Optimal";
+  switch (criterion_) {
+    case Criterion::kI:
+      return "I-Optimal";
+    case Criterion::kA:
+      return "A-Optimal";
+    case Criterion::kD:
+      break;
+  }
+  return "D-Optimal";
 }
 
 std::int8_t OptimalBuilder::GetRank() const {
-  return criterion_ == PointExchange::Criterion::kD ? 100 : 101;
+  switch (criterion_) {
+    case Criterion::kI:
+      return 101;
+    case Criterion::kA:
+      return 102;
+    case Criterion::kD:
+      break;
+  }
+  return 100;
 }
 
 bool OptimalBuilder::SupportsObjective(EObjective::Type objective) const {
@@ -143,6 +253,7 @@ bool OptimalBuilder::CheckSpecific(const Factors& factors, const DesignOptions& 
   } catch (const Exception& e) {
     return Refuse(message, e.what());
   }
+  if (IsSplitPlot(factors)) return CheckSplitPlot(factors, options, runs, message);
   // What coordinate exchange cannot take over must fit in memory as a candidate set.
   const auto columns =
       static_cast<std::size_t>(std::max(1, Model(factors, options).GetColumnCount(factors)));
@@ -192,10 +303,68 @@ std::vector<int> OptimalBuilder::CandidateRuns(const Factors& factors,
   return runs;
 }
 
+bool OptimalBuilder::IsSplitPlot(const Factors& factors) const {
+  return criterion_ == Criterion::kD && GetType() == EDesign::kDOptimal &&
+         factors.HasHardToChange();
+}
+
+bool OptimalBuilder::CheckSplitPlot(const Factors& factors, const DesignOptions& options, int runs,
+                                    std::string* message) const {
+  if (factors.IsMixture()) {
+    return Refuse(message, ExceptionMessage::translate("The design '{}' cannot keep mixture "
+                                                       "factors in whole plots.") %
+                               GetName());
+  }
+  if (Inclusions(options).GetRows() > 0) {
+    return Refuse(message, ExceptionMessage::translate("The design '{}' in whole plots cannot "
+                                                       "hold inclusions.") %
+                               GetName());
+  }
+  if (options.GetReplicates() > 0 || options.GetReplicatedRuns() > 0) {
+    return Refuse(message, ExceptionMessage::translate("The design '{}' in whole plots cannot "
+                                                       "have replicates.") %
+                               GetName());
+  }
+  const int least = WholePlotColumns(factors, options);
+  const int plots = WholePlots(factors, options, runs);
+  if (plots < least || plots > runs) {
+    return Refuse(message, ExceptionMessage::translate("The design '{}' of {} runs needs from {} "
+                                                       "to {} whole plots, not {}.") %
+                               GetName() % runs % least % runs % plots);
+  }
+  return true;
+}
+
+int OptimalBuilder::WholePlots(const Factors& factors, const DesignOptions& options,
+                               int runs) const {
+  const DOptimalOptions* specific = Specific(options);
+  if (specific != nullptr && specific->GetWholePlots() > 0) return specific->GetWholePlots();
+  return std::min(runs, std::max(WholePlotColumns(factors, options) + 1, (runs + 3) / 4));
+}
+
+int OptimalBuilder::WholePlotColumns(const Factors& factors, const DesignOptions& options) const {
+  const ModelRows rows(Model(factors, options), factors);
+  int count = 0;
+  for (int c = 0; c < rows.Columns(); ++c) {
+    const std::vector<ModelRows::Part>& parts = rows.GetParts(c);
+    if (std::all_of(parts.begin(), parts.end(), [&factors](const ModelRows::Part& part) {
+          return factors.GetFactor(part.factor).hard_to_change;
+        })) {
+      ++count;
+    }
+  }
+  return count;
+}
+
+bool OptimalBuilder::CenterPointsAllowed(const Factors& factors) const {
+  return !IsSplitPlot(factors) && DesignBuilder::CenterPointsAllowed(factors);
+}
+
 std::vector<unsigned> OptimalBuilder::BlockCounts(const Factors& factors,
                                                   const DesignOptions& options, int runs) const {
   std::vector<unsigned> counts{1};
-  if (!CheckModel(factors, options, nullptr) || UsesCoordinateExchange(factors, options)) {
+  if (!CheckModel(factors, options, nullptr) || UsesCoordinateExchange(factors, options) ||
+      IsSplitPlot(factors)) {
     return counts;
   }
   const int columns = Model(factors, options).GetColumnCount(factors);
@@ -210,6 +379,7 @@ std::vector<unsigned> OptimalBuilder::BlockCounts(const Factors& factors,
 DesignBuilder::Core OptimalBuilder::BuildCore(const Factors& factors, const DesignOptions& options,
                                               int runs, unsigned blocks, const bool* cancel) const {
   const DOptimalOptions* specific = Specific(options);
+  if (IsSplitPlot(factors)) return BuildSplitPlot(factors, options, runs, cancel);
   if (UsesCoordinateExchange(factors, options) ||
       (blocks <= 1 && PrefersCoordinateExchange(factors, options))) {
     return BuildByCoordinates(factors, options, runs, cancel);
@@ -235,9 +405,10 @@ DesignBuilder::Core OptimalBuilder::BuildCore(const Factors& factors, const Desi
   Eigen::MatrixXd stacked;
   Eigen::MatrixXd forced;
   PointExchange::Options search = PointExchange::Effort(f.rows(), f.cols(), free_runs);
-  search.seed = kSeed;
-  search.threads = 0;
-  search.criterion = criterion_;
+  search.seed = Seed(options);
+  search.threads = options.GetThreads();
+  search.criterion =
+      criterion_ == Criterion::kD ? OptimalityCriterion::kD : OptimalityCriterion::kI;
   if (specific != nullptr) search.progress = specific->GetProgress();
   const Eigen::MatrixXd forced_rows = model.Expand(factors, forced_coded);
   if (blocks <= 1) {
@@ -261,7 +432,11 @@ DesignBuilder::Core OptimalBuilder::BuildCore(const Factors& factors, const Desi
       search.position_ranges.emplace_back((b - 1) * count, b * count);
     }
   }
-  if (criterion_ == PointExchange::Criterion::kI) {
+  if (criterion_ == Criterion::kA) {
+    // The model's parameters, the block effects left out.
+    search.moments = Eigen::MatrixXd::Zero(stacked.cols(), stacked.cols());
+    search.moments.topLeftCorner(f.cols(), f.cols()).setIdentity();
+  } else if (criterion_ == Criterion::kI) {
     const bool box = specific == nullptr || specific->GetConstraints() == nullptr ||
                      specific->GetConstraints()->GetCount() == 0;
     Eigen::MatrixXd moments = box ? model.Moments(factors) : Eigen::MatrixXd();
@@ -304,7 +479,7 @@ DesignBuilder::Core OptimalBuilder::BuildCore(const Factors& factors, const Desi
 
 bool OptimalBuilder::UsesCoordinateExchange(const Factors& factors,
                                             const DesignOptions& options) const {
-  if (criterion_ != PointExchange::Criterion::kD || factors.IsMixture()) return false;
+  if (factors.IsMixture()) return false;
   const std::size_t grid = CandidateSet::GridSize(factors, CandidateLevels(options));
   const auto columns =
       static_cast<std::size_t>(std::max(1, Model(factors, options).GetColumnCount(factors)));
@@ -313,7 +488,7 @@ bool OptimalBuilder::UsesCoordinateExchange(const Factors& factors,
 
 bool OptimalBuilder::PrefersCoordinateExchange(const Factors& factors,
                                                const DesignOptions& options) const {
-  if (criterion_ != PointExchange::Criterion::kD || factors.IsMixture()) return false;
+  if (factors.IsMixture()) return false;
   const DOptimalOptions* specific = Specific(options);
   if (specific != nullptr && specific->GetConstraints() != nullptr &&
       specific->GetConstraints()->GetCount() > 0) {
@@ -329,41 +504,27 @@ DesignBuilder::Core OptimalBuilder::BuildByCoordinates(const Factors& factors,
   const NCDOE::Constraints* constraints =
       specific == nullptr ? nullptr : specific->GetConstraints();
   const DesignModel model = Model(factors, options);
-  const std::vector<std::vector<CandidateSet::Value>> values =
-      CandidateSet::GridValues(factors, CandidateLevels(options));
-  std::vector<std::vector<float>> levels;
-  for (const auto& factor : values) {
-    std::vector<float>& coded = levels.emplace_back();
-    for (const CandidateSet::Value& value : factor) coded.push_back(value.coded);
-  }
-  const int count = factors.GetCount();
-  const CoordinateExchange::Expander expand = [&](std::span<const float> point) {
-    NCDataMatrix<float> row(1, count);
-    for (int c = 0; c < count; ++c) row(0, c) = point[static_cast<std::size_t>(c)];
-    return Eigen::RowVectorXd(model.Expand(factors, row).row(0));
-  };
-  const CoordinateExchange::Exclusion excluded = [&](std::span<const float> point) {
-    if (constraints == nullptr || constraints->GetCount() == 0) return false;
-    std::vector<float> uncoded(static_cast<std::size_t>(count));
-    for (int c = 0; c < count; ++c) {
-      // The grid value whose coded form this is.
-      const auto& own = values[static_cast<std::size_t>(c)];
-      const auto match = std::find_if(own.begin(), own.end(), [&](const CandidateSet::Value& v) {
-        return v.coded == point[static_cast<std::size_t>(c)];
-      });
-      uncoded[static_cast<std::size_t>(c)] = match == own.end() ? 0.0F : match->uncoded;
-    }
-    return constraints->Excludes(uncoded);
-  };
+  const ModelRows rows(model, factors);
+  const Grid grid(factors, CandidateLevels(options));
+  const CoordinateExchange::Exclusion excluded = grid.Exclusion(constraints);
   const NCDataMatrix<float> forced_coded = CodedInclusions(factors, Inclusions(options));
-  CoordinateExchange::Options search = CoordinateExchange::Effort(
-      runs - forced_coded.GetRows(), levels, model.GetColumnCount(factors));
-  search.seed = kSeed;
-  search.threads = 0;
+  CoordinateExchange::Options search = CoordinateExchange::Effort();
+  search.seed = Seed(options);
+  search.threads = options.GetThreads();
   if (specific != nullptr) search.progress = specific->GetProgress();
+  if (criterion_ == Criterion::kA) {
+    search.criterion = OptimalityCriterion::kI;
+    search.moments = Eigen::MatrixXd::Identity(rows.Columns(), rows.Columns());
+  } else if (criterion_ == Criterion::kI) {
+    search.criterion = OptimalityCriterion::kI;
+    search.moments = excluded
+                         ? SampledMoments(grid, rows, excluded, kMomentSample, search.seed, cancel)
+                         : model.Moments(factors);
+  }
   const CoordinateExchange::Result result =
-      CoordinateExchange::Search(levels, expand, excluded, model.Expand(factors, forced_coded),
+      CoordinateExchange::Search(grid.levels, rows, excluded, model.Expand(factors, forced_coded),
                                  runs - forced_coded.GetRows(), search, cancel);
+  const int count = factors.GetCount();
   Core core;
   core.coded = NCDataMatrix<float>(runs, count);
   for (int r = 0; r < runs; ++r) {
@@ -372,6 +533,32 @@ DesignBuilder::Core OptimalBuilder::BuildByCoordinates(const Factors& factors,
                                                     : result.coded(r - forced_coded.GetRows(), c);
     }
   }
+  return core;
+}
+
+DesignBuilder::Core OptimalBuilder::BuildSplitPlot(const Factors& factors,
+                                                   const DesignOptions& options, int runs,
+                                                   const bool* cancel) const {
+  const DOptimalOptions* specific = Specific(options);
+  const NCDOE::Constraints* constraints =
+      specific == nullptr ? nullptr : specific->GetConstraints();
+  const ModelRows rows(Model(factors, options), factors);
+  const Grid grid(factors, CandidateLevels(options));
+  std::vector<bool> hard;
+  for (const Factors::Factor& factor : factors.GetAll()) hard.push_back(factor.hard_to_change);
+  const int plots = WholePlots(factors, options, runs);
+  std::vector<int> sizes;
+  for (int w = 0; w < plots; ++w) sizes.push_back(runs / plots + (w < runs % plots ? 1 : 0));
+  WholePlotExchange::Options search = WholePlotExchange::Effort();
+  search.seed = Seed(options);
+  search.threads = options.GetThreads();
+  if (specific != nullptr) search.progress = specific->GetProgress();
+  const double ratio = specific == nullptr ? 1.0 : specific->GetVarianceRatio();
+  WholePlotExchange::Result result = WholePlotExchange::Search(
+      grid.levels, rows, hard, sizes, ratio, grid.Exclusion(constraints), search, cancel);
+  Core core;
+  core.coded = std::move(result.coded);
+  core.whole_plots = std::move(result.plots);
   return core;
 }
 

@@ -160,7 +160,8 @@ DesignBuilder::Core OnionBuilder::BuildCore(const Factors& factors, const Design
   const Eigen::Index columns = region.model_rows.cols();
   PointExchange::Options search;
   search.starts = kStarts;
-  search.seed = kSeed;
+  search.seed = options.GetSearchSeed() != 0 ? options.GetSearchSeed() : kSeed;
+  search.threads = options.GetThreads();
 
   double best_log_det = -std::numeric_limits<double>::infinity();
   std::vector<std::vector<int>> best;  // the chosen candidate rows of each layer

@@ -300,7 +300,8 @@ bool PlateBuilder::MakeSidePlan(const Factors& factors, const SplitPlotOptions::
   return true;
 }
 
-NCDataMatrix<float> PlateBuilder::BuildSide(const SidePlan& plan, const bool* cancel) {
+NCDataMatrix<float> PlateBuilder::BuildSide(const SidePlan& plan, const DesignOptions& options,
+                                            const bool* cancel) {
   const int k = plan.factors.GetCount();
   NCDataMatrix<float> coded(plan.runs, k);
   if (plan.factorial) {
@@ -320,7 +321,8 @@ NCDataMatrix<float> PlateBuilder::BuildSide(const SidePlan& plan, const bool* ca
   const Eigen::MatrixXd f = plan.model.Expand(plan.factors, candidates.GetCoded());
   PointExchange::Options search;
   search.starts = kStarts;
-  search.seed = kSeed;
+  search.seed = options.GetSearchSeed() != 0 ? options.GetSearchSeed() : kSeed;
+  search.threads = options.GetThreads();
   const PointExchange::Result result =
       PointExchange::Search(f, Eigen::MatrixXd(0, f.cols()), plan.runs, search, cancel);
   for (int r = 0; r < plan.runs; ++r) {
@@ -335,14 +337,14 @@ DesignBuilder::Core PlateBuilder::BuildCore(const Factors& factors, const Design
   Plan plan;
   // The options were checked, so the plan exists and has `runs` runs.
   MakePlan(factors, options, &plan, nullptr);
-  const NCDataMatrix<float> horizontal = BuildSide(plan.horizontal, cancel);
-  const NCDataMatrix<float> vertical = BuildSide(plan.vertical, cancel);
+  const NCDataMatrix<float> horizontal = BuildSide(plan.horizontal, options, cancel);
+  const NCDataMatrix<float> vertical = BuildSide(plan.vertical, options, cancel);
   const int rows = horizontal.GetRows();
   const int columns = vertical.GetRows();
   Core core;
   core.coded = NCDataMatrix<float>(runs, factors.GetCount());
   if (blocks > 1) core.blocks.resize(static_cast<std::size_t>(runs));
-  std::mt19937_64 rng(kSeed);
+  std::mt19937_64 rng(options.GetSearchSeed() != 0 ? options.GetSearchSeed() : kSeed);
   for (int p = 0; p < plan.plates; ++p) {
     ThrowIfCancelled(cancel);
     const std::vector<int> row_order = Permutation(rows, rng);

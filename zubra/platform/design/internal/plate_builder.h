@@ -32,10 +32,10 @@ namespace zubra::internal {
 //     side runs, or as many runs as the side model has columns when they are 0.
 // Several plates repeat the same two side designs, so each plate is a complete replicate and
 // the plate effect can be taken out as a block; on every plate the side runs are assigned to
-// rows and to columns in a fresh random order (seeded by kSeed, so a generation is always
-// repeated exactly), which keeps row and column positions from lining up with the factors.
-// The runs come plate by plate, row by row, and column by column within a row: run
-// (p * H + r) * V + c is the well in row r and column c of plate p (all 0-based).
+// rows and to columns in a fresh random order (seeded by the options' search seed or kSeed,
+// so a generation is always repeated exactly), which keeps row and column positions from lining up
+// with the factors. The runs come plate by plate, row by row, and column by column within a row:
+// run (p * H + r) * V + c is the well in row r and column c of plate p (all 0-based).
 //
 // Blocks: 1, and the number of plates when the settings add a block factor and there are
 // several plates; then each plate is one block. No centre points, replicates or replicated
@@ -108,8 +108,10 @@ class PlateBuilder final : public DesignBuilder {
   // Lays out one side; `name` is "horizontal" or "vertical".
   bool MakeSidePlan(const Factors& factors, const SplitPlotOptions::Side& side,
                     const std::string& name, SidePlan* plan, std::string* message) const;
-  // The runs of one side design, coded, one column per side factor.
-  static NCDataMatrix<float> BuildSide(const SidePlan& plan, const bool* cancel);
+  // The runs of one side design, coded, one column per side factor; the search takes the
+  // options' threads and search seed.
+  static NCDataMatrix<float> BuildSide(const SidePlan& plan, const DesignOptions& options,
+                                       const bool* cancel);
 };
 
 }  // namespace zubra::internal

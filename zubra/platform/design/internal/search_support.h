@@ -6,8 +6,22 @@
 #include <Eigen/Core>
 #include <atomic>
 #include <functional>
+#include <vector>
 
 namespace zubra::internal {
+
+// What an optimal design optimises: det(X'X) (D), or the average prediction variance
+// trace((X'X)^-1 W) over the region, W being the moments of the model columns (I; with W the
+// identity on the model's parameters this is the A criterion, the average variance of the
+// estimates).
+enum class OptimalityCriterion { kD, kI };
+
+// The threads a search of `starts` independent starts and about `operations` multiply-adds
+// in all should take when `threads` are allowed (0: one per hardware thread): no more than
+// the starts, and one for every kOperationsPerThread, so that a small search does not pay
+// for threads it cannot use. At least 1. The result of a search never depends on it.
+inline constexpr double kOperationsPerThread = 4e6;
+int ThreadsFor(int threads, int starts, double operations);
 
 // Runs start(0) .. start(starts - 1) on `threads` threads (0: one per hardware thread; never
 // more than the starts), the calling thread being one of them. Each start receives its number
@@ -19,6 +33,30 @@ namespace zubra::internal {
 void RunStarts(int starts, int threads,
                const std::function<void(int start, const std::atomic<bool>& stop)>& start,
                const std::function<void(int, int)>& progress);
+
+// One start of a race (see RunRace).
+class RaceStart {
+ public:
+  virtual ~RaceStart() = default;
+  // Runs `rounds` more rounds of the start's search, the first call beginning it, and returns
+  // the value reached: larger is better, minus infinity for a design that supports no model.
+  // May throw; treats `stop` (given to RunRace) like a cancellation.
+  virtual double Advance(int rounds) = 0;
+};
+
+// Races `starts` independent starts over `rounds` rounds and returns the number of the
+// winner. Every start advances by the first stage's share of the rounds; then the better half
+// of the field (rounded up; among equal values the lower numbers) advances by the next share,
+// and so on until one start is left, which takes the last share. The field halves after each
+// stage, so a start that falls behind stops early: the winner has run all `rounds` rounds,
+// at 7/12 of the work of running four starts to the end. Stages have 1 + ceil(log2(starts))
+// shares, as equal as they go (the first ones one round more). The starts are numbered
+// 0..starts-1 in `field`, which the caller makes; each stage runs on up to `threads`
+// threads (RunStarts), and the outcome does not depend on them. `stop` is set when a start
+// throws, so that the others stop too; the exception is rethrown. `progress` (may be empty)
+// is called after every start's stage with (finished, all stages of all starts), serialized.
+int RunRace(const std::vector<RaceStart*>& field, int rounds, int threads, std::atomic<bool>& stop,
+            const std::function<void(int, int)>& progress);
 
 // True when `flag` is given and set; the flag may be set by another thread meanwhile.
 bool IsFlagSet(const bool* flag);
