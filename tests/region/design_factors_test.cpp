@@ -16,7 +16,7 @@
 namespace zubra {
 namespace {
 
-// Temp (controlled 20..80), Cat (qualitative a/b/c), Lot (design-set qualitative),
+// Temp (controlled 20..80, hard to change), Cat (qualitative a/b/c), Lot (design-set qualitative),
 // Speed (constant 5), One (qualitative with one setting: constant), Water (formulation
 // 0.1..0.6), Oil (formulation 0..0.5).
 Variables MixedSet() {
@@ -33,7 +33,10 @@ Variables MixedSet() {
       f.SetSettings(settings, CEType::kQualitative, CEUse::kControlled);
     };
   };
-  add("Temp", [](FactorClass& f) { f.SetValue(20, 80, CEType::kQuantitative, true); });
+  add("Temp", [](FactorClass& f) {
+    f.SetValue(20, 80, CEType::kQuantitative, true);
+    f.SetHardToChange(true);
+  });
   add("Cat", qualitative({"a", "b", "c"}));
   add("Lot", [&](FactorClass& f) {
     qualitative({"L1", "L2"})(f);
@@ -63,6 +66,10 @@ TEST(DesignFactors, TakesFactorsWithoutTheDesignSetFlagThatTheEngineAccepts) {
   EXPECT_EQ(factors.GetFactor(2).high, 5.0);
   EXPECT_EQ(factors.GetFactor(1).settings, (std::vector<std::string>{"a", "b", "c"}));
   EXPECT_EQ(factors.GetVaried(), (std::vector<int>{0, 1, 3, 4}));
+  // The hard-to-change mark reaches the engine.
+  EXPECT_TRUE(factors.GetFactor(0).hard_to_change);
+  EXPECT_FALSE(factors.GetFactor(1).hard_to_change);
+  EXPECT_TRUE(factors.HasHardToChange());
   EXPECT_EQ(extract.GetDesignIndex(nullptr), -1);
   // A factor of another set that shares nothing but a name has no index.
   FactorClass stranger;
@@ -72,6 +79,7 @@ TEST(DesignFactors, TakesFactorsWithoutTheDesignSetFlagThatTheEngineAccepts) {
   extract.Show(out);
   EXPECT_NE(out.str().find("Temp : " + CEType::GetString(CEType::kQuantitative)),
             std::string::npos);
+  EXPECT_NE(out.str().find("[20, 80], hard to change\n"), std::string::npos);
 }
 
 TEST(DesignFactors, PlateFactorsRestrictTheExtract) {
@@ -93,10 +101,10 @@ TEST(DesignFactors, TermListBecomesTheEnginesModelWithoutTermsOfFixedFactors) {
   EXPECT_EQ(extract.GetDesignIndexOfNumber(6), 3);
   EXPECT_EQ(extract.GetDesignIndexOfNumber(3), -1);
   TermInfo terms("Model");
-  const int rows[][3] = {{0, 0, 0}, {1, 0, 0}, {1, 1, 0}, {2, 1, 0}, {6, 7, 1},
-                         {4, 0, 0},   // constant factor: not estimable
-                         {3, 1, 0},   // design-set factor
-                         {9, 0, 0}};  // no such factor
+  const int rows[][3] = {{0, 0, 0}, {1, 0, 0}, {1, 1, 0},
+                         {2, 1, 0}, {6, 7, 1}, {4, 0, 0},  // constant factor: not estimable
+                         {3, 1, 0},                        // design-set factor
+                         {9, 0, 0}};                       // no such factor
   for (const auto& row : rows) ASSERT_EQ(terms.AddItm(0, "", row[0], row[1], row[2]), 0);
   const std::unique_ptr<DesignModel> model = extract.ToNCDOEModel(terms);
   EXPECT_EQ(model->GetTerms(),

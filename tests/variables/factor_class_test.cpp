@@ -321,6 +321,7 @@ std::vector<FactorClass> EveryKindAndUse() {
     factors[i].SetFactorRangePrecision(0.5);
     factors[i].SetNOR(i % 2 == 0 ? 1.25 : kU);
     factors[i].SetDesignSetFactor(i % 3 == 0);
+    factors[i].SetHardToChange(i % 4 == 1);
   }
   factors[0].SetTransform(Transform(TraData::kLog, 2, 1, kU));
   factors[0].AdjustRange(11, 20);
@@ -343,11 +344,13 @@ TEST(FactorClass, ConfigurationFormRoundTripsEveryKindAndUse) {
     EXPECT_EQ(Saved(from_xml), Saved(factor));
     EXPECT_EQ(from_xml.GetSettings(), factor.GetSettings());
     EXPECT_EQ(from_xml.GetUse(), factor.GetUse());
+    EXPECT_EQ(from_xml.IsHardToChange(), factor.IsHardToChange());
 
     IniFileSection ini;
     factor.WriteToFile(ini);
     const FactorClass from_ini(factor.GetName(), *IniFileSection::LoadString(ini.ToString()));
     EXPECT_EQ(Saved(from_ini), Saved(factor));
+    EXPECT_EQ(from_ini.IsHardToChange(), factor.IsHardToChange());
   }
 }
 
@@ -372,6 +375,7 @@ TEST(FactorClass, JsonRoundTripsEveryKindAndUse) {
     FactorClass read;
     ASSERT_TRUE(read.Load(factor.ToJson()));
     EXPECT_EQ(read.ToJson(), factor.ToJson());
+    EXPECT_EQ(read.IsHardToChange(), factor.IsHardToChange());
     EXPECT_EQ(read.GetType(), factor.GetType());
     EXPECT_EQ(read.GetSettings(), factor.GetSettings());
     EXPECT_EQ(read.GetLow(true),
@@ -379,6 +383,76 @@ TEST(FactorClass, JsonRoundTripsEveryKindAndUse) {
                   ? kU
                   : factor.GetLow(true));
   }
+}
+
+TEST(FactorClass, TheHardToChangeMarkIsStoredOnlyWhenSetSoOtherFactorsAreStoredAsBefore) {
+  FactorClass factor = Quantitative(10, 20);
+  const std::string id = std::to_string(factor.GetUniqueID());
+  // The stored forms of a factor without the mark, as they have always been.
+  const std::string xml =
+      "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<zubra version=\"1\">\n"
+      "    <section name=\"Factors\">\n        <value key=\"Temp\">-1</value>\n"
+      "    </section>\n    <section name=\"Response\">\n"
+      "        <value key=\"Name\">Temp</value>\n        <value key=\"Abbreviation\">T</value>\n"
+      "        <value key=\"Units\"/>\n        <value key=\"Precision\"/>\n"
+      "        <value key=\"Scaling\">Orthogonal</value>\n"
+      "        <value key=\"PLSScaling\">UnitVariance</value>\n"
+      "        <value key=\"ScaleModifier\">-99</value>\n"
+      "        <value key=\"UniqueID\">" +
+      id +
+      "</value>\n        <section name=\"Tran\">\n"
+      "            <value key=\"Transform\">None</value>\n        </section>\n"
+      "        <section name=\"Values\">\n            <value key=\"Type\">Quantitative</value>\n"
+      "            <value key=\"Use\">Controlled</value>\n"
+      "            <value key=\"Settings\">10,20</value>\n"
+      "            <value key=\"FSensitivity\">-99</value>\n"
+      "            <value key=\"NormalOperatingRange\">-99</value>\n        </section>\n"
+      "        <section name=\"Factor\">\n"
+      "            <value key=\"DesignSetFactor\">false</value>\n        </section>\n"
+      "    </section>\n</zubra>\n";
+  const std::string ini =
+      "[Factors]\nTemp=-1\n\n\n[Temp]\nName=Temp\nAbbreviation=T\nUnits=\nPrecision=\n"
+      "Scaling=Orthogonal\nPLSScaling=UnitVariance\nScaleModifier=-99\nTransform=None\n"
+      "UniqueID=" +
+      id +
+      "\nType=Quantitative\nUse=Controlled\nSettings=10,20\nFSensitivity=-99\n"
+      "NormalOperatingRange=-99\nDesignSetFactor=false\n";
+  const std::string json =
+      R"({"name":"Temp","abbreviation":"T","type":"quantitative","settings":[10.0,20.0],)"
+      R"("scaling":{"type":"orthogonal"}})";
+  const auto ini_form = [](const FactorClass& f) {
+    IniFileSection section;
+    f.WriteToFile(section);
+    return section.ToString();
+  };
+  EXPECT_EQ(Saved(factor), xml);
+  EXPECT_EQ(ini_form(factor), ini);
+  EXPECT_EQ(factor.ToJson().dump(), json);
+
+  // Marked: each form carries it and reads it back.
+  factor.SetHardToChange(true);
+  EXPECT_NE(Saved(factor).find("<value key=\"HardToChange\">true</value>"), std::string::npos);
+  EXPECT_NE(ini_form(factor).find("\nHardToChange=true\n"), std::string::npos);
+  EXPECT_EQ(factor.ToJson()["isHardToChange"], true);
+  // Unmarked again, a section written over the marked form loses the mark.
+  TinyXML2Section section;
+  factor.WriteToFile(section);
+  factor.SetHardToChange(false);
+  factor.WriteToFile(section);
+  EXPECT_EQ(section.ToString(), xml);
+  const FactorClass read("Temp", section);
+  EXPECT_FALSE(read.IsHardToChange());
+  // A JSON mark that is not a boolean does not mark the factor.
+  FactorClass from_json;
+  ASSERT_TRUE(from_json.Load(json_value::parse(
+      R"({"name":"H","type":"quantitative","settings":[0,1],"isHardToChange":"yes"})")));
+  EXPECT_FALSE(from_json.IsHardToChange());
+  // Copies of the definition keep the mark.
+  FactorClass marked = Quantitative(0, 1);
+  marked.SetHardToChange(true);
+  FactorClass copy;
+  copy.CopyValues(&marked);
+  EXPECT_TRUE(copy.IsHardToChange());
 }
 
 TEST(FactorClass, JsonReaderRules) {

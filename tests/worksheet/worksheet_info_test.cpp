@@ -380,6 +380,108 @@ TEST_F(WorksheetTest, CreatesOneExperimentPerDesignRun) {
   EXPECT_EQ(sheet.GetExperimentCount(), 3);
 }
 
+// Fails unless reading `json` throws the message of bad whole plots.
+void ExpectBadWholePlots(WorksheetInfo& sheet, const char* json) {
+  try {
+    sheet.FromJson(ParseJson(json));
+    ADD_FAILURE() << "no exception";
+  } catch (const Exception& e) {
+    EXPECT_STREQ(e.what(),
+                 "Parse error: 'wholePlots' must hold one whole number of 0 or more per row.");
+  }
+}
+
+// A design of 9 runs in whole plots 1, 1, 2, 2, 2, 3, 3, 3, 3 (Temp hard to change).
+NCDesign SplitPlotDesign() {
+  NCDataMatrix<float> coded(9, 2);
+  NCDataMatrix<float> uncoded(9, 2);
+  const std::vector<int> plots = {1, 1, 2, 2, 2, 3, 3, 3, 3};
+  for (int r = 0; r < 9; ++r) {
+    uncoded(r, 0) = 10.0F * static_cast<float>(plots[static_cast<std::size_t>(r)]);
+    uncoded(r, 1) = static_cast<float>(r % 3 + 1);
+  }
+  return {EDesign::kDOptimal,
+          "D-Optimal",
+          {"Temp", "Cat"},
+          coded,
+          uncoded,
+          std::vector<int>(9, 1),
+          std::vector<NCDesign::RunKind>(9, NCDesign::RunKind::kDesign),
+          Generators(),
+          plots};
+}
+
+TEST_F(WorksheetTest, WholePlotsStayTogetherWhenTheRunOrderIsRandomized) {
+  WorksheetInfo sheet(&variables_);
+  sheet.CreateFromDesign(SplitPlotDesign());
+  ASSERT_TRUE(sheet.HasWholePlots());
+  EXPECT_EQ(sheet.GetWholePlot(3), 2);
+  EXPECT_EQ(sheet.GetWholePlot(10), 0);
+  for (const std::uint32_t seed : {1U, 2U, 3U, 1974U}) {
+    SCOPED_TRACE(seed);
+    sheet.SetRunOrder(1, -1, -1, false, false);
+    sheet.RandomizeRunOrder(1, -1, false, seed);
+    // Sorted by run order, the plots come one after the other, each once.
+    std::vector<std::pair<int, int>> by_order;  // run order, plot
+    for (int p = 1; p <= 9; ++p) {
+      by_order.emplace_back(sheet.GetExperiment(p)->RunOrder(), sheet.GetWholePlot(p));
+    }
+    std::sort(by_order.begin(), by_order.end());
+    std::vector<int> plot_sequence;
+    for (std::size_t k = 0; k < by_order.size(); ++k) {
+      EXPECT_EQ(by_order[k].first, static_cast<int>(k) + 1);
+      if (plot_sequence.empty() || plot_sequence.back() != by_order[k].second) {
+        plot_sequence.push_back(by_order[k].second);
+      }
+    }
+    EXPECT_EQ(plot_sequence.size(), 3U);
+    std::vector<int> again = RunOrders(sheet);
+    sheet.RandomizeRunOrder(1, -1, false, seed);
+    sheet.RandomizeRunOrder(1, -1, false, seed);
+    EXPECT_EQ(RunOrders(sheet), again) << "the same seed gives the same order";
+  }
+  // An experiment that has a response value keeps its run order; the others still keep
+  // their plots together.
+  sheet.SetValue(1, "Yield", 5.0);
+  const int kept = sheet.GetExperiment(1)->RunOrder();
+  sheet.RandomizeRunOrder(1, -1, false, 99U);
+  EXPECT_EQ(sheet.GetExperiment(1)->RunOrder(), kept);
+}
+
+TEST_F(WorksheetTest, WholePlotsAreStoredOnlyWhenThereAreAny) {
+  WorksheetInfo sheet(&variables_);
+  sheet.CreateFromDesign(SplitPlotDesign());
+  sheet.SetRunOrder(1, -1, -1, false, false);
+  const std::string text = sheet.ToText();
+  EXPECT_EQ(text.substr(0, text.find("\n4\t")),
+            "ExpNo\tExpName\tWholePlot\tRunOrder\tInOut\tTemp\tCat\tYield\n"
+            "1\tN1\t1\t1\tIn\t10\tA\t\n2\tN2\t1\t2\tIn\t10\tB\t\n3\tN3\t2\t3\tIn\t20\tC\t");
+  WorksheetInfo from_text(&variables_);
+  std::string message;
+  ASSERT_TRUE(from_text.FromText(text, &message)) << message;
+  EXPECT_EQ(from_text.ToText(), text);
+  WorksheetInfo from_json(&variables_);
+  from_json.FromJson(ParseJson(DumpJson(sheet.ToJson())));
+  EXPECT_EQ(from_json.ToText(), text);
+  EXPECT_EQ(sheet.ToJson()["wholePlots"], ParseJson("[1,1,2,2,2,3,3,3,3]"));
+  // Without whole plots neither form mentions them.
+  for (int p = 1; p <= 9; ++p) ASSERT_TRUE(sheet.SetWholePlot(p, 0));
+  EXPECT_FALSE(sheet.SetWholePlot(1, -1));
+  EXPECT_EQ(sheet.ToText().find("WholePlot"), std::string::npos);
+  EXPECT_FALSE(sheet.ToJson().contains("wholePlots"));
+  // Bad whole plots are refused and change nothing.
+  WorksheetInfo kept = Sheet(2);
+  EXPECT_FALSE(kept.FromText("ExpNo\tWholePlot\tRunOrder\tInOut\n1\t-2\t1\tIn\n", &message));
+  EXPECT_EQ(message, "Line 2 of the worksheet file cannot be read.");
+  for (const char* json : {R"({"columns": ["ExpNo"], "rows": [[1]], "wholePlots": [1, 2]})",
+                           R"({"columns": ["ExpNo"], "rows": [[1]], "wholePlots": [-1]})",
+                           R"({"columns": ["ExpNo"], "rows": [[1]], "wholePlots": 1})"}) {
+    SCOPED_TRACE(json);
+    ExpectBadWholePlots(kept, json);
+  }
+  EXPECT_EQ(kept.GetExperimentCount(), 2);
+}
+
 TEST_F(WorksheetTest, FactorMatrixCodedAndUncoded) {
   WorksheetInfo sheet = Sheet(2);
   sheet.SetValue(1, "Temp", 15.0);

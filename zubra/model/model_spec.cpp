@@ -38,6 +38,7 @@ std::optional<Kind> KindFor(EDesign::Type type) {
   switch (type) {
     case EDesign::kDOptimal:
     case EDesign::kIOptimal:
+    case EDesign::kAOptimal:
       return Kind::kDOptimal;
     case EDesign::kOnion:
       return Kind::kOnion;
@@ -57,7 +58,7 @@ std::array<int, 3> FactorsOf(const TermInfo& terms, int i) {
 }
 
 bool IsOptimal(EDesign::Type type) {
-  return type == EDesign::kDOptimal || type == EDesign::kIOptimal;
+  return type == EDesign::kDOptimal || type == EDesign::kIOptimal || type == EDesign::kAOptimal;
 }
 
 bool IsFractional(EDesign::Type type) {
@@ -1379,7 +1380,7 @@ bool ModelSpec::LoadOld(const ConfigurationSection* section) {
     ApplyKind(options, design_type_, pm_interaction_);
     if (DesignSpecificOptions* specific = options.GetDesignSpecificOptions()) {
       const ConfigurationSection* source = spec;
-      if (design_type_ == EDesign::kDOptimal || design_type_ == EDesign::kIOptimal) {
+      if (IsOptimal(design_type_)) {
         source = spec->OpenChild("DOptimal");
       }
       try {

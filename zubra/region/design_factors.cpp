@@ -43,6 +43,7 @@ Factors::Factor ToEngine(const FactorClass& factor, double mixture_total) {
       break;
   }
   out.use = factor.GetUse();
+  out.hard_to_change = factor.IsHardToChange();
   if (factor.IsConstant() && !factor.IsQualitative()) {
     out.low = out.high = factor.GetConst(true);
   }
@@ -138,6 +139,7 @@ void DesignFactors::Show(StreamWindow& out) const {
     } else {
       out << " [" << factor.low << ", " << factor.high << "]";
     }
+    if (factor.hard_to_change) out << ", hard to change";
     out << "\n";
   }
 }

@@ -177,6 +177,7 @@ void FactorClass::Show(StreamWindow& out) const {
     out << values[i];
   }
   out << "\n";
+  if (hard_to_change_) out << "Hard to change  : yes\n";
 }
 
 int FactorClass::WriteToFile(ConfigurationSection& section) const {
@@ -189,6 +190,11 @@ void FactorClass::Save(ConfigurationSection& section) const {
   ConfigurationSection& child =
       section.IsIni() ? section.CreateChild(GetName()) : section.CreateChild("Factor");
   child.WriteBool("DesignSetFactor", design_set_factor_);
+  if (hard_to_change_) {
+    child.WriteBool("HardToChange", true);
+  } else {
+    child.RemoveKey("HardToChange");
+  }
 }
 
 bool FactorClass::Load(const ConfigurationSection& section) {
@@ -197,9 +203,12 @@ bool FactorClass::Load(const ConfigurationSection& section) {
   if (value.Read(GetName(), section)) value_ = std::move(value);
   const ConfigurationSection* child =
       section.IsIni() ? section.OpenChild(GetName()) : section.OpenChild("Factor");
+  bool hard = false;
   if (child != nullptr) {
     child->TryReadBool("DesignSetFactor", design_set_factor_);
+    child->TryReadBool("HardToChange", hard);
   }
+  hard_to_change_ = hard;
   return true;
 }
 
@@ -437,6 +446,7 @@ void FactorClass::CopyValues(const FactorClass* other) {
   SetUnits(other->GetUnits());
   SetTransform(other->GetTransform());
   value_ = other->value_;
+  hard_to_change_ = other->hard_to_change_;
 }
 
 // ---------------------------------------------------------------- predicates
@@ -509,6 +519,7 @@ json_value FactorClass::ToJson() const {
   out["abbreviation"] = ResponseClass::GetAbbr();
   if (!GetUnits().empty()) out["unit"] = GetUnits();
   if (design_set_factor_) out["isDesignSetFactor"] = true;
+  if (hard_to_change_) out["isHardToChange"] = true;
   out["type"] = KtStdString::LowerFirst(CEType::GetString(GetType()));
 
   json_value settings = json_value::array();
@@ -567,6 +578,8 @@ bool FactorClass::Load(const json_value& json) {
       flag != nullptr && flag->is_boolean()) {
     read.design_set_factor_ = flag->get<bool>();
   }
+  const json_value* hard = FindMember(json, "isHardToChange");
+  read.hard_to_change_ = hard != nullptr && hard->is_boolean() && hard->get<bool>();
 
   // The settings entries: texts for a qualitative factor, numbers for every other kind.
   std::vector<std::string> texts;

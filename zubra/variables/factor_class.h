@@ -23,7 +23,9 @@ class Variables;
 // Kinds (CEType): quantitative, multilevel, qualitative, formulation, filler, time;
 // formulation and filler are mixture factors (IsA() 3), the rest process factors (IsA() 2).
 // Uses (CEUse): controlled, uncontrolled (its low, centre and high come from the data, asked of
-// InvestigationAccess by name), constant.
+// InvestigationAccess by name), constant. A factor may be marked hard to change: the D-optimal
+// design then keeps it constant within whole plots of runs (a split-plot design). The mark is
+// stored only when it is set, so the stored forms of other factors do not change.
 //
 // "Untransformed" arguments: true asks for a value in the units the user typed; false for the
 // value passed through the factor's transform. -99 (kUndefined) marks a value that is not set
@@ -130,7 +132,8 @@ class FactorClass : public ResponseClass {
   void SetSettings(const std::vector<std::string>& settings, CEType::EType type, CEUse::EUse use);
   void ClearValues();
   // Copies the shared fields of the base (precision, scalings, scale modifier, name,
-  // abbreviation, unit, transform) and the value record; number and unique ID stay.
+  // abbreviation, unit, transform), the value record and the hard-to-change mark; number and
+  // unique ID stay.
   void CopyValues(const FactorClass* other);
 
   // --- Predicates.
@@ -145,6 +148,8 @@ class FactorClass : public ResponseClass {
   [[nodiscard]] bool IsDesignFactor() const;
   [[nodiscard]] bool IsDesignSetFactor() const { return design_set_factor_; }
   void SetDesignSetFactor(bool value) { design_set_factor_ = value; }
+  [[nodiscard]] bool IsHardToChange() const { return hard_to_change_; }
+  void SetHardToChange(bool value) { hard_to_change_ = value; }
   [[nodiscard]] bool SupportsScaling() const;
   [[nodiscard]] bool SupportsTransform() const;
 
@@ -173,6 +178,7 @@ class FactorClass : public ResponseClass {
 
   FactorValue value_;
   bool design_set_factor_ = false;
+  bool hard_to_change_ = false;
 };
 
 }  // namespace zubra

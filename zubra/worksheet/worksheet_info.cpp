@@ -30,6 +30,9 @@ constexpr std::array<std::pair<Experiment::WorksheetColumns, const char*>, 6> kC
 
 std::string DefaultName(int exp_no) { return "N" + std::to_string(exp_no); }
 
+// The fixed column of the whole plots, written before "RunOrder" when some experiment has one.
+constexpr std::string_view kWholePlotColumn = "WholePlot";
+
 const char* RunKindText(NCDesign::RunKind kind) {
   switch (kind) {
     case NCDesign::RunKind::kDesign:
@@ -117,6 +120,7 @@ WorksheetInfo::WorksheetInfo(const WorksheetInfo& other)
     : variables_(other.variables_),
       responses_(other.responses_),
       run_kinds_(other.run_kinds_),
+      whole_plots_(other.whole_plots_),
       position_of_(other.position_of_),
       run_order_floor_(other.run_order_floor_),
       last_seed_(other.last_seed_) {
@@ -204,6 +208,7 @@ bool WorksheetInfo::Append(std::unique_ptr<Experiment> experiment) {
   if (!position_of_.emplace(experiment->ExpNo(), position).second) return false;
   experiments_.push_back(std::move(experiment));
   run_kinds_.emplace_back();
+  whole_plots_.push_back(0);
   return true;
 }
 
@@ -216,6 +221,7 @@ bool WorksheetInfo::InsertExperiment(std::unique_ptr<Experiment> experiment, int
   const auto offset = static_cast<std::ptrdiff_t>(position - 1);
   experiments_.insert(experiments_.begin() + offset, std::move(experiment));
   run_kinds_.insert(run_kinds_.begin() + offset, std::string());
+  whole_plots_.insert(whole_plots_.begin() + offset, 0);
   Reindex();
   return true;
 }
@@ -225,6 +231,7 @@ bool WorksheetInfo::RemoveExperiment(int position) {
   const auto offset = static_cast<std::ptrdiff_t>(position - 1);
   experiments_.erase(experiments_.begin() + offset);
   run_kinds_.erase(run_kinds_.begin() + offset);
+  whole_plots_.erase(whole_plots_.begin() + offset);
   Reindex();
   return true;
 }
@@ -232,6 +239,7 @@ bool WorksheetInfo::RemoveExperiment(int position) {
 void WorksheetInfo::Clear() {
   experiments_.clear();
   run_kinds_.clear();
+  whole_plots_.clear();
   position_of_.clear();
 }
 
@@ -338,6 +346,15 @@ void WorksheetInfo::RandomizeRunOrder(int first, int last, bool flag,
   const std::uint32_t used = seed.has_value() ? *seed : NewSeed();
   last_seed_ = used;
   MersenneTwister generator(used);
+  bool plots = false;
+  for (int p = first; p <= last && !plots; ++p) {
+    const Experiment* experiment = GetExperiment(p);
+    plots = experiment != nullptr && IsEligible(*experiment, p) && GetWholePlot(p) > 0;
+  }
+  if (plots) {
+    RandomizeWholePlots(first, last, generator);
+    return;
+  }
   Shuffle(run_orders, generator);
   for (std::size_t k = 0; k < numbers.size(); ++k) {
     if (Experiment* experiment = GetExperimentByNumber(numbers[k])) {
@@ -347,6 +364,37 @@ void WorksheetInfo::RandomizeRunOrder(int first, int last, bool flag,
   if (!RandomizeBlockedRunorder("Design set", flag, used) &&
       !RandomizeBlockedRunorder("$Layer", flag, used)) {
     RandomizeBlockedRunorder("$BlockV", flag, used);
+  }
+}
+
+void WorksheetInfo::RandomizeWholePlots(int first, int last, MersenneTwister& generator) {
+  // The eligible experiments by whole plot, plots in order of their first position; an
+  // experiment without one is a plot of its own.
+  std::vector<std::vector<int>> plots;
+  std::map<int, std::size_t> plot_of_number;
+  std::vector<int> run_orders;
+  for (int p = first; p <= last; ++p) {
+    const Experiment* experiment = GetExperiment(p);
+    if (experiment == nullptr || !IsEligible(*experiment, p)) continue;
+    run_orders.push_back(experiment->RunOrder());
+    const int plot = GetWholePlot(p);
+    const auto found = plot > 0 ? plot_of_number.find(plot) : plot_of_number.end();
+    if (found != plot_of_number.end()) {
+      plots[found->second].push_back(p);
+      continue;
+    }
+    if (plot > 0) plot_of_number.emplace(plot, plots.size());
+    plots.push_back({p});
+  }
+  std::sort(run_orders.begin(), run_orders.end());
+  std::vector<int> order(plots.size());
+  for (std::size_t w = 0; w < plots.size(); ++w) order[w] = static_cast<int>(w);
+  Shuffle(order, generator);
+  std::size_t next = 0;
+  for (const int w : order) {
+    std::vector<int>& members = plots[static_cast<std::size_t>(w)];
+    Shuffle(members, generator);
+    for (const int p : members) GetExperiment(p)->SetRunOrder(run_orders[next++]);
   }
 }
 
@@ -484,6 +532,8 @@ void WorksheetInfo::CreateFromDesign(const NCDesign& design) {
   }
   std::vector<std::unique_ptr<Experiment>> made;
   std::vector<std::string> kinds;
+  std::vector<int> plots(static_cast<std::size_t>(design.GetRuns()), 0);
+  if (design.GetWholePlots().size() == plots.size()) plots = design.GetWholePlots();
   const NCDataMatrix<float>& uncoded = design.GetUncoded();
   for (int run = 0; run < design.GetRuns(); ++run) {
     std::unique_ptr<Experiment> experiment = NewExperiment(run + 1);
@@ -512,12 +562,28 @@ void WorksheetInfo::CreateFromDesign(const NCDesign& design) {
   }
   experiments_ = std::move(made);
   run_kinds_ = std::move(kinds);
+  whole_plots_ = std::move(plots);
   Reindex();
 }
 
 std::string WorksheetInfo::GetRunKind(int position) const {
   if (position < 1 || position > GetExperimentCount()) return {};
   return run_kinds_[static_cast<std::size_t>(position - 1)];
+}
+
+int WorksheetInfo::GetWholePlot(int position) const {
+  if (position < 1 || position > GetExperimentCount()) return 0;
+  return whole_plots_[static_cast<std::size_t>(position - 1)];
+}
+
+bool WorksheetInfo::SetWholePlot(int position, int plot) {
+  if (position < 1 || position > GetExperimentCount() || plot < 0) return false;
+  whole_plots_[static_cast<std::size_t>(position - 1)] = plot;
+  return true;
+}
+
+bool WorksheetInfo::HasWholePlots() const {
+  return std::any_of(whole_plots_.begin(), whole_plots_.end(), [](int plot) { return plot > 0; });
 }
 
 // ------------------------------------------------------------------ factor matrix
@@ -575,20 +641,26 @@ std::string WorksheetInfo::ToText() const {
   columns.push_back(any_molecule ? Experiment::kMoleculeNames : Experiment::kExpName);
   columns.push_back(Experiment::kRunOrder);
   columns.push_back(Experiment::kInOut);
+  const bool any_plot = HasWholePlots();
 
   std::ostringstream out;
   out.imbue(std::locale::classic());
-  for (const auto column : columns) out << GetDefaultColumnName(column) << '\t';
+  for (const auto column : columns) {
+    if (any_plot && column == Experiment::kRunOrder) out << kWholePlotColumn << '\t';
+    out << GetDefaultColumnName(column) << '\t';
+  }
   bool first = true;
   for (const std::string& name : CellNames()) {
     out << (first ? "" : "\t") << name;
     first = false;
   }
   out << '\n';
-  for (const auto& experiment : experiments_) {
+  for (std::size_t p = 0; p < experiments_.size(); ++p) {
+    const auto& experiment = experiments_[p];
     out << experiment->ExpNo() << '\t';
     if (any_combination) out << experiment->GetCombinationID() << '\t';
     out << (any_molecule ? experiment->MolName() : experiment->ExpName()) << '\t';
+    if (any_plot) out << whole_plots_[p] << '\t';
     out << experiment->RunOrder() << '\t' << (experiment->IsExcluded() ? "Out" : "In") << '\t';
     // The cells as Run::Write lays them out, numbers in the shortest form that reads back
     // exactly (0.1, not 0.10000000000000001): a worksheet is read by people too, and the
@@ -627,9 +699,14 @@ bool WorksheetInfo::FromText(std::string_view text, std::string* message) {
   const std::vector<std::string> names = KtStdString::Split(header, '\t');
 
   std::vector<Experiment::WorksheetColumns> columns;
+  std::optional<std::size_t> plot_token;  // the token of the whole plots, among the fixed ones
   std::size_t k = 0;
   for (; k < names.size(); ++k) {
     Experiment::WorksheetColumns column{};
+    if (!plot_token && KtStdString::EqualsNoCase(names[k], kWholePlotColumn)) {
+      plot_token = k;
+      continue;
+    }
     if (!GetColumnFromName(names[k], &column)) break;
     columns.push_back(column);
     if (column == Experiment::kInOut) {
@@ -655,7 +732,18 @@ bool WorksheetInfo::FromText(std::string_view text, std::string* message) {
   while (read_line(line)) {
     ++line_number;
     if (line.find_first_not_of(" \t\n\v\f\r") == std::string_view::npos) continue;
-    const std::vector<std::string> tokens = KtStdString::Split(line, '\t');
+    std::vector<std::string> tokens = KtStdString::Split(line, '\t');
+    int plot = 0;
+    if (plot_token) {
+      const std::optional<int> number =
+          *plot_token < tokens.size() ? KtString::ToInt(tokens[*plot_token]) : std::nullopt;
+      if (!number || *number < 0) {
+        return fail("Line " + std::to_string(line_number) +
+                    " of the worksheet file cannot be read.");
+      }
+      plot = *number;
+      tokens.erase(tokens.begin() + static_cast<std::ptrdiff_t>(*plot_token));
+    }
     auto experiment = std::make_unique<Experiment>(*empty_row);
     const std::optional<std::size_t> first_cell = experiment->ReadFixedFields(tokens, columns);
     if (!first_cell) {
@@ -673,6 +761,7 @@ bool WorksheetInfo::FromText(std::string_view text, std::string* message) {
     if (!read.Append(std::move(experiment))) {
       return fail("Experiment number " + std::to_string(exp_no) + " is repeated or invalid.");
     }
+    read.whole_plots_.back() = plot;
   }
   *this = std::move(read);
   if (message != nullptr) message->clear();
@@ -723,6 +812,7 @@ json_value WorksheetInfo::ToJson() const {
   out["valueIndex"] = std::move(value_index);
   out["rows"] = std::move(rows);
   out["runOrderFloor"] = run_order_floor_;
+  if (HasWholePlots()) out["wholePlots"] = whole_plots_;
   return out;
 }
 
@@ -775,6 +865,21 @@ void WorksheetInfo::FromJson(const json_value& json) {
       throw Exception(
           ExceptionMessage::translate("Parse error: experiment number {} is repeated or invalid.") %
           exp_no);
+    }
+  }
+  if (const json_value* plots = FindMember(json, "wholePlots")) {
+    const auto bad = [] {
+      throw Exception(ExceptionMessage::translate(
+          "Parse error: 'wholePlots' must hold one whole number of 0 or more per row."));
+    };
+    if (!plots->is_array() || plots->size() != rows->size()) bad();
+    for (std::size_t p = 0; p < plots->size(); ++p) {
+      const json_value& plot = (*plots)[p];
+      if (!IsInteger(plot) || plot.get<std::int64_t>() < 0 ||
+          plot.get<std::int64_t>() > 2147483647LL) {
+        bad();
+      }
+      read.whole_plots_[p] = static_cast<int>(plot.get<std::int64_t>());
     }
   }
   *this = std::move(read);

@@ -42,6 +42,14 @@ class Variables;
 // last randomization stays readable (GetLastSeed), so that a tool can print it and the same
 // run order can be made again from that number.
 //
+// Whole plots. The runs of a split-plot design belong to whole plots (NCDesign::GetWholePlots):
+// they share the settings of the hard-to-change factors and are run one after the other.
+// Each experiment keeps the number of its whole plot (0: none). While any eligible
+// experiment has one, randomization keeps the whole plots together: the whole plots are run
+// in a random order and the runs of each in a random order within it (an experiment without
+// a whole plot counts as a plot of its own), and no block randomization follows. The stored
+// forms carry the numbers only when some experiment has one.
+//
 // Centre points. An experiment is a centre point when every controlled quantitative,
 // multilevel or time factor (at least one) holds the centre of its range; qualitative and
 // mixture factors are not judged.
@@ -152,7 +160,8 @@ class WorksheetInfo {
                    std::optional<std::uint32_t> seed = std::nullopt);
   // Shuffles the run orders among the eligible experiments at positions first..last (the set
   // of run orders is kept, only their assignment moves), then applies the first block
-  // randomization that exists among "Design set", "$Layer" and "$BlockV", seeded alike.
+  // randomization that exists among "Design set", "$Layer" and "$BlockV", seeded alike. With
+  // whole plots the run orders are dealt out plot by plot instead (see Whole plots above).
   // `seed` chooses the generator's seed; without it NewSeed() does (see Run order in the
   // class comment). The seed is recorded for GetLastSeed even when nothing moves (first < 1
   // excepted: that does nothing at all).
@@ -194,12 +203,20 @@ class WorksheetInfo {
   // "N<number>", in order, included and without run order. Each factor of the design
   // (found by name in the variable set) gets its uncoded value; a qualitative factor gets
   // the text of its setting. Factors the design does not name are missing. The run kinds
-  // are kept (GetRunKind). Throws Exception naming a design factor the variable set lacks,
-  // with the worksheet unchanged.
+  // and whole plots are kept (GetRunKind, GetWholePlot). Throws Exception naming a design factor
+  // the variable set lacks, with the worksheet unchanged.
   void CreateFromDesign(const NCDesign& design);
   // The kind of the run from which the experiment at `position` was made: "center",
   // "replicate", "axial", "design", or "" when it was not made from a design.
   [[nodiscard]] std::string GetRunKind(int position) const;
+  // The whole plot of the experiment at `position`; 0 when it has none or there is no such
+  // position.
+  [[nodiscard]] int GetWholePlot(int position) const;
+  // Puts the experiment at `position` into whole plot `plot` (0: none). False, nothing
+  // changed, for a missing position or a negative plot.
+  bool SetWholePlot(int position, int plot);
+  // True when any experiment has a whole plot.
+  [[nodiscard]] bool HasWholePlots() const;
 
   // --- Factor matrix. ----------------------------------------------------------------------
 
@@ -215,13 +232,15 @@ class WorksheetInfo {
   // The tab-separated text: a header line with the fixed column names and the variable
   // names, then one line per experiment: "ExpNo", "Combination ID" (only when some
   // experiment has one), "ExpName" (or "Molecule Names" when some experiment is named by
-  // its molecule), "RunOrder", "InOut", then the cells as Run::Write writes them, numbers in
-  // the C locale with 17 significant digits, so that every number reads back exactly.
+  // its molecule), "WholePlot" (only when some experiment has one), "RunOrder", "InOut",
+  // then the cells as Run::Write writes them, numbers in the C locale with 17 significant
+  // digits, so that every number reads back exactly.
   [[nodiscard]] std::string ToText() const;
   // Reads ToText's form: the header names the fixed columns (in any order, up to "InOut")
   // and then the variables, matched by name; cells of unknown variables are skipped.
   // Returns false with `message` (when given) filled, and nothing changed, for a missing
-  // fixed "ExpNo" column, a row that does not read, or a repeated experiment number.
+  // fixed "ExpNo" column, a row that does not read (a whole plot must be a whole number,
+  // 0 or more), or a repeated experiment number.
   bool FromText(std::string_view text, std::string* message = nullptr);
   // Writes ToText() to `path` atomically; throws Exception when the file cannot be written.
   void WriteFile(const std::string& path) const;
@@ -231,12 +250,14 @@ class WorksheetInfo {
 
   // The JSON form: {"columns": [fixed column names..., variable names...], "valueIndex":
   // [cell index (0-based) of each variable column], "rows": [Experiment::ToJson...],
-  // "runOrderFloor": n}.
+  // "runOrderFloor": n}, and "wholePlots": [one number per row] when some experiment has a
+  // whole plot.
   [[nodiscard]] json_value ToJson() const;
   // Reads the JSON form; variable columns are matched by name ("valueIndex" is recomputed
   // against the present variable set, -1 for unknown names). Throws Exception (worksheet
   // unchanged) for a document without "columns" or "rows" arrays, an unknown fixed column,
-  // a bad row or a repeated experiment number.
+  // a bad row, a repeated experiment number, or "wholePlots" that is not an array of one
+  // whole number (0 or more) per row.
   void FromJson(const json_value& json);
 
  private:
@@ -252,6 +273,9 @@ class WorksheetInfo {
   // by `seed` or NewSeed(), and records the seed.
   void ShuffleWithinGroups(const std::vector<std::vector<int>>& groups,
                            std::optional<std::uint32_t> seed);
+  // Deals the run orders of the eligible experiments at positions first..last out whole
+  // plot by whole plot (see Whole plots in the class comment).
+  void RandomizeWholePlots(int first, int last, MersenneTwister& generator);
   [[nodiscard]] int ResponseBegin() const;
   [[nodiscard]] std::vector<std::string> CellNames() const;
 
@@ -259,6 +283,7 @@ class WorksheetInfo {
   const ResponseManager* responses_;
   std::vector<std::unique_ptr<Experiment>> experiments_;
   std::vector<std::string> run_kinds_;  // parallel to experiments_
+  std::vector<int> whole_plots_;        // parallel to experiments_; 0: none
   std::map<int, int> position_of_;      // experiment number -> 1-based position
   int run_order_floor_ = 0;
   std::optional<std::uint32_t> last_seed_;
