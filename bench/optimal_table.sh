@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Builds the release preset and prints the table of the optimal-design reference problems:
-# median time on one thread and on all threads, and the median and worst D over the runs.
+# median CPU time (all threads of the process) and wall time on one thread and on all
+# threads, the median and worst D over the runs, and the load average before each problem.
 #   bash bench/optimal_table.sh [repetitions]      (default 5)
 set -euo pipefail
 cd "$(dirname "$0")/.."
