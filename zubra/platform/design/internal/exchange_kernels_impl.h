@@ -13,7 +13,7 @@
 
 // The helpers below pass vectors by value; they have internal linkage, so the calling
 // convention of wide vectors without AVX does not matter.
-#if defined(__GNUC__) && !defined(__clang__)
+#if defined(__GNUC__)
 #pragma GCC diagnostic ignored "-Wpsabi"
 #endif
 
