@@ -2,7 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <fstream>
+#include <map>
 #include <memory>
 #include <sstream>
 #include <string>
@@ -238,8 +240,10 @@ TEST(Investigation, UnsoundDocumentsListEveryProblem) {
             {"name": "A", "abbreviation": "A", "type": "quantitative", "settings": [0, 1]},
             {"name": "B", "abbreviation": "B", "type": "quantitative", "settings": [0, 1]}],
           "design": {"objective": "Sideways", "type": "FullFactorial", "blocks": 3,
-                     "terms": ["A*Q"], "seed": -1}})",
+                     "terms": ["A*Q"], "seed": -1, "wholePlots": 4}})",
        {"design: 'Sideways' is not an objective.",
+        "design: whole plots (0 to 10000) and a variance ratio (0 to 1000) belong to optimal "
+        "designs.",
         "design: the design cannot be divided into 3 blocks; it offers 1.",
         "design: the term \"A*Q\" names no factor of the investigation.",
         "design: the seed must be a whole number from 0 to 4294967295."}},
@@ -252,6 +256,63 @@ TEST(Investigation, UnsoundDocumentsListEveryProblem) {
     SCOPED_TRACE(row.name);
     EXPECT_EQ(ProblemsOf([&] { Investigation::FromJson(ParseJson(row.json)); }), row.problems);
   }
+}
+
+TEST(Investigation, HardToChangeFactorsGiveASplitPlotWorksheetFromTheDocument) {
+  // Two hard-to-change oven settings and four easy ones, 6 whole plots of 32 runs (the
+  // design would choose 8).
+  std::string factors;
+  for (const char* name : {"Oven", "Humidity", "Resin", "Filler", "Speed", "Pressure"}) {
+    const bool hard = std::string(name) == "Oven" || std::string(name) == "Humidity";
+    factors += std::string(factors.empty() ? "" : ",") + R"({"name": ")" + name +
+               R"(", "abbreviation": ")" + std::string(name).substr(0, 3) +
+               R"(", "type": "quantitative", "settings": [0, 10])" +
+               (hard ? R"(, "isHardToChange": true})" : "}");
+  }
+  const std::string document = R"({"format": "zubra-investigation", "version": 1,
+      "name": "Panels", "factors": [)" +
+                               factors + R"(], "responses": [],
+      "design": {"objective": "Screening", "type": "DOptimal", "model": "Interaction",
+                 "runs": 32, "centerPoints": 0, "wholePlots": 6, "varianceRatio": 2.5,
+                 "seed": 3}})";
+  std::unique_ptr<Investigation> study = Investigation::FromJson(ParseJson(document));
+  study->GenerateDesign(nullptr, nullptr);
+  study->MakeWorksheet(std::nullopt);
+  const json_value json = study->ToJson();
+  EXPECT_EQ(json["design"]["wholePlots"], 6);
+  EXPECT_EQ(json["design"]["varianceRatio"], 2.5);
+
+  // Every whole plot holds the hard-to-change settings constant and its runs in a row.
+  const json_value& sheet = json["worksheet"];
+  ASSERT_TRUE(sheet.contains("wholePlots"));
+  const auto column = [&](const std::string& name) {
+    const auto& columns = sheet["columns"];
+    return static_cast<std::size_t>(std::find(columns.begin(), columns.end(), name) -
+                                    columns.begin());
+  };
+  std::map<int, std::vector<const json_value*>> plots;
+  for (std::size_t r = 0; r < sheet["rows"].size(); ++r) {
+    plots[sheet["wholePlots"][r].get<int>()].push_back(&sheet["rows"][r]);
+  }
+  ASSERT_EQ(plots.size(), 6U);
+  for (const auto& [plot, rows] : plots) {
+    SCOPED_TRACE(plot);
+    std::vector<double> orders;
+    for (const json_value* row : rows) {
+      for (const char* hard : {"Oven", "Humidity"}) {
+        EXPECT_EQ((*row)[column(hard)], (*rows.front())[column(hard)]);
+      }
+      orders.push_back((*row)[column("RunOrder")].get<double>());
+    }
+    std::sort(orders.begin(), orders.end());
+    EXPECT_EQ(orders.back() - orders.front(), static_cast<double>(orders.size() - 1));
+  }
+
+  // The settings and the structure come back from the JSON and XML forms.
+  EXPECT_EQ(Investigation::FromJson(json)->ToJson(), json);
+  ScratchFolder folder;
+  study->Save(folder.File("panels.xml"));
+  EXPECT_EQ(Investigation::Open(folder.File("panels.xml"))->ToJson(), json);
 }
 
 TEST(Investigation, FilesThatAreNotInvestigationsAreRefusedWithTheirName) {

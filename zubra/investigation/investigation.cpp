@@ -7,6 +7,7 @@
 
 #include "zubra/platform/base/undefined.h"
 #include "zubra/platform/design/all_designs.h"
+#include "zubra/platform/design/d_optimal_options.h"
 #include "zubra/platform/design/design_builder.h"
 #include "zubra/platform/matrix/stream_window.h"
 #include "zubra/platform/util/atomic_file.h"
@@ -688,6 +689,10 @@ json_value Investigation::DesignToJson() const {
   if (spec.GetMaxLegalRuns() != DesignOptions::kDefaultMaxRuns) {
     design["maxRuns"] = spec.GetMaxLegalRuns();
   }
+  if (const DOptimalOptions* optimal = spec.GetOptimalOptions()) {
+    if (optimal->GetWholePlots() != 0) design["wholePlots"] = optimal->GetWholePlots();
+    if (optimal->GetVarianceRatio() != 1.0) design["varianceRatio"] = optimal->GetVarianceRatio();
+  }
   if (spec.IsTermListEdited()) {
     json_value terms = json_value::array();
     for (int i = 1; i <= spec.GetTermInfo().GetNItm(); ++i) {
@@ -722,12 +727,14 @@ json_value Investigation::DesignToJson() const {
 
 void Investigation::DesignFromJson(const json_value& design, std::vector<std::string>& problems) {
   const std::string where = "design";
-  CheckMembers(
-      design,
-      {"objective", "type", "name", "model", "mixtureModel", "processMixtureInteraction", "runs",
-       "centerPoints", "replicates", "replicatedRuns", "blocks", "blockInteractions",
-       "starDistance", "layers", "maxRuns", "terms", "inclusions", "seed"},
-      where, problems);
+  CheckMembers(design, {"objective",      "type",          "name",
+                        "model",          "mixtureModel",  "processMixtureInteraction",
+                        "runs",           "centerPoints",  "replicates",
+                        "replicatedRuns", "blocks",        "blockInteractions",
+                        "starDistance",   "layers",        "maxRuns",
+                        "wholePlots",     "varianceRatio", "terms",
+                        "inclusions",     "seed"},
+               where, problems);
   using Kind = json_value::value_t;
   ModelSpec& spec = *model_;
   const auto text = [&](const char* key) {
@@ -819,6 +826,17 @@ void Investigation::DesignFromJson(const json_value& design, std::vector<std::st
   if (const std::optional<int> layers = integer("layers"); layers && !spec.SetLayers(*layers)) {
     problems.push_back(ExceptionMessage::translate("{}: the design cannot have {} layers.") %
                        where % *layers);
+  }
+  {
+    const std::optional<int> plots = integer("wholePlots");
+    const json_value* ratio = Member(design, "varianceRatio", Kind::number_float, where, problems);
+    if ((plots || ratio != nullptr) &&
+        !spec.SetWholePlots(plots.value_or(0), ratio != nullptr ? ratio->get<double>() : 1.0)) {
+      problems.push_back(
+          ExceptionMessage::translate("{}: whole plots (0 to {}) and a variance ratio (0 to {}) "
+                                      "belong to optimal designs.") %
+          where % DOptimalOptions::kMaxWholePlots % DOptimalOptions::kMaxRatio);
+    }
   }
   if (const std::optional<int> runs = integer("runs"); runs && *runs > 0) {
     spec.SetRuns(*runs, false);  // the design's own check below names what is wrong

@@ -532,6 +532,23 @@ bool ModelSpec::SetLayers(int layers) {
   return true;
 }
 
+const DOptimalOptions* ModelSpec::GetOptimalOptions() const {
+  return dynamic_cast<const DOptimalOptions*>(GetDesignOptions().GetDesignSpecificOptions());
+}
+
+bool ModelSpec::SetWholePlots(int whole_plots, double variance_ratio) {
+  const DOptimalOptions* current = GetOptimalOptions();
+  if (current == nullptr) return false;
+  DOptimalOptions changed(*current);
+  if (!changed.SetWholePlots(whole_plots) || !changed.SetVarianceRatio(variance_ratio)) {
+    return false;
+  }
+  if (changed.Equals(*current)) return true;
+  MutableDesignOptions().SetDesignSpecificOptions(std::make_unique<DOptimalOptions>(changed));
+  Discard();
+  return true;
+}
+
 // --- Model types. -------------------------------------------------------------------------------
 
 bool ModelSpec::SetProcessModel(EModel::Type model) {

@@ -26,6 +26,7 @@ namespace NCDOE {
 class Constraints;
 }  // namespace NCDOE
 class DesignBuilder;
+class DOptimalOptions;
 class StreamWindow;
 class Variables;
 
@@ -186,6 +187,15 @@ class ModelSpec : public Objective {
   // Only when the design options hold layered-design options: the layered builder sets
   // `layers` layers; false otherwise or when it refuses.
   bool SetLayers(int layers);
+  // The optimal-design options of the selected design (D-, I- or A-optimal), or nullptr when
+  // it has none. Owned by the model specification; valid until the design or its options
+  // change.
+  [[nodiscard]] const DOptimalOptions* GetOptimalOptions() const;
+  // Only when the design options hold optimal-design options: stores the number of whole plots
+  // of a split-plot design (0: the builder chooses) and the ratio of the whole-plot variance
+  // to the run variance it is optimised for. False, nothing changed, otherwise or when a value
+  // is out of range (DOptimalOptions::SetWholePlots, SetVarianceRatio).
+  bool SetWholePlots(int whole_plots, double variance_ratio);
   [[nodiscard]] bool GetUseAdjustments() const { return use_adjustments_; }
   void SetUseAdjustments(bool value) { use_adjustments_ = value; }
 
