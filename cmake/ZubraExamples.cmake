@@ -9,6 +9,7 @@ set(ZUBRA_EXAMPLE_FILES
   mixture-tablet-blend.json
   process-mixture-bread.json
   qualitative-protein-expression.json
-  doptimal-extrusion-blocks.json)
+  doptimal-extrusion-blocks.json
+  split-plot-powder-coating.json)
 # The list as one compile definition (a CMake list would split it at its semicolons).
 string(JOIN "," ZUBRA_EXAMPLE_FILES_TEXT ${ZUBRA_EXAMPLE_FILES})

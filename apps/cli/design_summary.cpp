@@ -4,6 +4,8 @@
 
 #include <algorithm>
 #include <memory>
+#include <set>
+#include <vector>
 
 #include "zubra/investigation/investigation.h"
 #include "zubra/platform/base/undefined.h"
@@ -58,6 +60,11 @@ std::vector<SummaryItem> SummarizeDesign(const Investigation& study,
   items.push_back(Count("Runs", design->GetRuns()));
   items.push_back(Count("Centre points", design->CountRuns(NCDesign::RunKind::kCenter)));
   items.push_back(Count("Blocks", design->GetBlockCount()));
+  if (const std::vector<int>& plots = design->GetWholePlots(); !plots.empty()) {
+    // Split-plot designs: the batches in which the hard-to-change factors stay as they are.
+    items.push_back(
+        Count("Whole plots", static_cast<int>(std::set<int>(plots.begin(), plots.end()).size())));
+  }
 
   const TermInfo& terms = spec.GetTermInfo();
   std::string names;

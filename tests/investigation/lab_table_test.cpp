@@ -126,6 +126,44 @@ TEST(LabTable, RowsFollowTheRunOrderAndCarryTheBlocksUnitsAndEmptyResponseCells)
   }
 }
 
+TEST(LabTable, ASplitPlotStudyShowsEachRunsWholePlotAndKeepsThePlotsTogether) {
+  constexpr const char* kPlots = R"({
+    "format": "zubra-investigation", "version": 1, "name": "Oven",
+    "factors": [
+      {"name": "Oven", "abbreviation": "O", "type": "quantitative", "settings": [100, 200],
+       "isHardToChange": true},
+      {"name": "Time", "abbreviation": "T", "type": "quantitative", "settings": [1, 5]},
+      {"name": "Load", "abbreviation": "L", "type": "quantitative", "settings": [0, 1]}
+    ],
+    "responses": [],
+    "design": {"objective": "Screening", "type": "DOptimal", "model": "Interaction",
+               "runs": 16, "centerPoints": 0, "wholePlots": 4}
+  })";
+  const std::unique_ptr<Investigation> study = MadeStudy(kPlots, 5U);
+  const WorksheetInfo& sheet = study->GetWorksheet();
+  const LabTable table = LabTable::FromInvestigation(*study);
+  const std::vector<std::string> header = {"RunOrder", "ExpNo", "ExpName", "WholePlot",
+                                           "Oven",     "Time",  "Load"};
+  EXPECT_EQ(table.GetHeader(), header);
+  ASSERT_EQ(table.GetRows().size(), 16U);
+  // In run order, a whole plot's runs come one after another at one oven setting.
+  std::vector<double> seen;
+  for (const std::vector<LabTable::Cell>& row : table.GetRows()) {
+    const double plot = std::get<double>(row[3]);
+    const int position = sheet.GetPosition(static_cast<int>(std::get<double>(row[1])));
+    EXPECT_EQ(plot, sheet.GetWholePlot(position));
+    if (seen.empty() || seen.back() != plot) {
+      EXPECT_EQ(std::count(seen.begin(), seen.end(), plot), 0) << "plot " << plot << " split";
+      seen.push_back(plot);
+    }
+  }
+  EXPECT_EQ(seen.size(), 4U);
+  // Without hard-to-change factors there is no such column.
+  const std::vector<std::string> plain =
+      LabTable::FromInvestigation(*MadeStudy(kBlocked, 11U)).GetHeader();
+  EXPECT_EQ(std::count(plain.begin(), plain.end(), "WholePlot"), 0);
+}
+
 TEST(LabTable, TsvAndCsvHoldOneLinePerRunWithTheirOwnLineEndsAndEscapes) {
   const std::unique_ptr<Investigation> study = MadeStudy(kBlocked, 11U);
   const LabTable table = LabTable::FromInvestigation(*study);

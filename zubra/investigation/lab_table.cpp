@@ -55,6 +55,8 @@ LabTable LabTable::FromInvestigation(const Investigation& study) {
 
   table.header_ = {"RunOrder", "ExpNo", "ExpName"};
   if (blocked) table.header_.emplace_back("Block");
+  const bool plotted = sheet.HasWholePlots();
+  if (plotted) table.header_.emplace_back("WholePlot");
   std::vector<int> cells;
   for (const FactorClass* factor : study.GetVariables().GetAllFactors()) {
     table.header_.push_back(ColumnTitle(*factor));
@@ -89,6 +91,7 @@ LabTable LabTable::FromInvestigation(const Investigation& study) {
     if (blocked) {
       row.emplace_back(static_cast<double>(study.GetBlock(position)));
     }
+    if (plotted) row.emplace_back(static_cast<double>(sheet.GetWholePlot(position)));
     for (const int cell : cells) {
       row.push_back(cell > 0 ? CellOf(experiment, cell) : Cell{});
     }

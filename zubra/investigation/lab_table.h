@@ -13,11 +13,12 @@ class Investigation;
 
 // The experiments of an investigation's worksheet, one row per experiment in run order
 // (experiments without a run order last, in worksheet order), with the columns "RunOrder",
-// "ExpNo", "ExpName", "Block" (only when the design has more than one block), then every
-// factor and every response in the variable set's order. A variable's column is headed by its
-// name, followed by its unit in parentheses when it has one ("Temperature (C)"). Cells hold a
-// number, a text (a qualitative factor's setting) or nothing (a missing value: the response
-// cells of a new worksheet).
+// "ExpNo", "ExpName", "Block" (only when the design has more than one block), "WholePlot"
+// (only when the worksheet has whole plots: a split-plot design, whose hard-to-change factors
+// stay as they are within each whole plot), then every factor and every response in the variable
+// set's order. A variable's column is headed by its name, followed by its unit in parentheses when
+// it has one ("Temperature (C)"). Cells hold a number, a text (a qualitative factor's setting) or
+// nothing (a missing value: the response cells of a new worksheet).
 //
 //   LabTable table = LabTable::FromInvestigation(study);
 //   std::string csv = table.ToDelimited(LabTable::Delimiter::kComma);
