@@ -214,20 +214,6 @@ py::object Statistic(const DesignView& view, double (DesignStatistics::Results::
   return py::float_(value);
 }
 
-const char* RunKindName(NCDesign::RunKind kind) {
-  switch (kind) {
-    case NCDesign::RunKind::kDesign:
-      return "design";
-    case NCDesign::RunKind::kAxial:
-      return "axial";
-    case NCDesign::RunKind::kCenter:
-      return "center";
-    case NCDesign::RunKind::kReplicate:
-      return "replicate";
-  }
-  return "design";
-}
-
 // --- Generation with the GIL released. ------------------------------------------------------
 
 // What the generating thread and the calling thread share.
@@ -759,7 +745,7 @@ void DefineModule(py::module_& m) {
           [](const DesignView& v) {
             std::vector<std::string> kinds;
             for (const NCDesign::RunKind kind : v.design->GetRunKinds()) {
-              kinds.emplace_back(RunKindName(kind));
+              kinds.emplace_back(NCDesign::GetRunKindText(kind));
             }
             return kinds;
           },

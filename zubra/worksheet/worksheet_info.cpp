@@ -33,20 +33,6 @@ std::string DefaultName(int exp_no) { return "N" + std::to_string(exp_no); }
 // The fixed column of the whole plots, written before "RunOrder" when some experiment has one.
 constexpr std::string_view kWholePlotColumn = "WholePlot";
 
-const char* RunKindText(NCDesign::RunKind kind) {
-  switch (kind) {
-    case NCDesign::RunKind::kDesign:
-      return "design";
-    case NCDesign::RunKind::kAxial:
-      return "axial";
-    case NCDesign::RunKind::kCenter:
-      return "center";
-    case NCDesign::RunKind::kReplicate:
-      return "replicate";
-  }
-  return "";
-}
-
 // True for the factors whose centre defines a centre point.
 bool JudgesCentre(const FactorClass& factor) {
   const CEType::EType type = factor.GetType();
@@ -557,7 +543,7 @@ void WorksheetInfo::CreateFromDesign(const NCDesign& design) {
     made.push_back(std::move(experiment));
     const auto& run_kinds = design.GetRunKinds();
     kinds.emplace_back(static_cast<std::size_t>(run) < run_kinds.size()
-                           ? RunKindText(run_kinds[static_cast<std::size_t>(run)])
+                           ? NCDesign::GetRunKindText(run_kinds[static_cast<std::size_t>(run)])
                            : "design");
   }
   experiments_ = std::move(made);

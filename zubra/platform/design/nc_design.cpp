@@ -83,6 +83,20 @@ int NCDesign::GetBlockCount() const {
   return blocks_.empty() ? 0 : *std::max_element(blocks_.begin(), blocks_.end());
 }
 
+const char* NCDesign::GetRunKindText(RunKind kind) {
+  switch (kind) {
+    case RunKind::kDesign:
+      return "design";
+    case RunKind::kAxial:
+      return "axial";
+    case RunKind::kCenter:
+      return "center";
+    case RunKind::kReplicate:
+      return "replicate";
+  }
+  return "design";
+}
+
 int NCDesign::CountRuns(RunKind kind) const {
   return static_cast<int>(std::count(kinds_.begin(), kinds_.end(), kind));
 }

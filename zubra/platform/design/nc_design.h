@@ -32,6 +32,9 @@ class ConfigurationSection;
 class NCDesign {
  public:
   enum class RunKind { kDesign, kAxial, kCenter, kReplicate };
+  // The kind's name as the worksheet and the Python module show it: "design", "axial",
+  // "center" or "replicate".
+  [[nodiscard]] static const char* GetRunKindText(RunKind kind);
 
   NCDesign(EDesign::Type type, std::string name, std::vector<std::string> factor_names,
            NCDataMatrix<float> coded, NCDataMatrix<float> uncoded, std::vector<int> blocks,
