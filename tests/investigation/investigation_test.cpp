@@ -95,6 +95,22 @@ TEST(Investigation, JsonAndXmlFormsRoundTripWithTheGeneratedDesign) {
   EXPECT_FALSE(from_ini->GetModelSpec().IsDesignGenerated());
 }
 
+TEST(Investigation, AnInvestigationWithoutADesignReadsBackFromEveryForm) {
+  // The set-up holds centre points even before a design is chosen; reading them back must not
+  // ask a design that is not there.
+  const Investigation empty;
+  const json_value json = empty.ToJson();
+  ASSERT_TRUE(json["design"].contains("centerPoints"));
+  EXPECT_EQ(Investigation::FromJson(json)->ToJson(), json);
+  ScratchFolder folder;
+  for (const char* name : {"empty.json", "empty.xml", "empty.ini"}) {
+    SCOPED_TRACE(name);
+    const std::string path = folder.File(name);
+    empty.Save(path);
+    EXPECT_EQ(Investigation::Open(path)->ToJson(), json);
+  }
+}
+
 TEST(Investigation, TheSameSeedGivesTheSameWorksheet) {
   std::vector<std::string> texts;
   for (int i = 0; i < 2; ++i) {

@@ -852,8 +852,14 @@ void Investigation::DesignFromJson(const json_value& design, std::vector<std::st
                          where % *blocks % offered);
     }
   }
+  // The count the set-up already holds is taken as it is: without a design there is no builder
+  // to accept it, and the writer gives it all the same.
+  const auto per_block_now = [&spec](int per_block) {
+    return static_cast<std::int64_t>(per_block) * static_cast<std::int64_t>(spec.GetBlocks()) ==
+           spec.GetCenterPoints();
+  };
   if (const std::optional<int> centers = integer("centerPoints");
-      centers && !spec.SetCenterPoints(*centers)) {
+      centers && !per_block_now(*centers) && !spec.SetCenterPoints(*centers)) {
     problems.push_back(ExceptionMessage::translate("{}: the design cannot have {} centre points "
                                                    "in each block.") %
                        where % *centers);
