@@ -237,7 +237,9 @@ class WorksheetInfo {
   // digits, so that every number reads back exactly.
   [[nodiscard]] std::string ToText() const;
   // Reads ToText's form: the header names the fixed columns (in any order, up to "InOut")
-  // and then the variables, matched by name; cells of unknown variables are skipped.
+  // and then the variables, matched by name; cells of unknown variables are skipped, and an
+  // empty field leaves its cell missing as in a new experiment (the empty text for a
+  // qualitative factor, -99 for any other variable).
   // Returns false with `message` (when given) filled, and nothing changed, for a missing
   // fixed "ExpNo" column, a row that does not read (a whole plot must be a whole number,
   // 0 or more), or a repeated experiment number.
