@@ -111,6 +111,28 @@ TEST(Investigation, AnInvestigationWithoutADesignReadsBackFromEveryForm) {
   }
 }
 
+TEST(Investigation, AConstraintWithoutALimitSurvivesEditsAndTheJsonForm) {
+  std::unique_ptr<Investigation> study = Study();
+  ConstraintsInfo& constraints = study->GetConstraints();
+  ConstraintsInfo::Constraint* unfinished = constraints.AddConstraint(ConstraintsInfo::kLess);
+  unfinished->SetValue(constraints.GetIndex("Time"), 2.0);
+
+  auto pressure = std::make_unique<FactorClass>();
+  pressure->SetName("Pressure");
+  pressure->SetAbbr("P");
+  pressure->SetValue(1, 5, CEType::kQuantitative, true);
+  ASSERT_EQ(study->AddFactor(std::move(pressure)), Variables::kOk);
+  ASSERT_TRUE(study->RenameFactor("Time", "Duration"));
+  const ConstraintsInfo& after = study->GetConstraints();
+  ASSERT_EQ(after.NumConstraints(), 2);
+  EXPECT_EQ(after.GetConstraint(2)->GetValue(after.GetIndex("Duration")), 2.0);
+  EXPECT_FALSE(after.GetConstraint(2)->HasValue(after.GetIndex("Pressure")));
+  EXPECT_EQ(after.GetConstraint(2)->GetLimit(), kUndefined);
+
+  const json_value json = study->ToJson();
+  EXPECT_EQ(Investigation::FromJson(json)->ToJson(), json);
+}
+
 TEST(Investigation, TheSameSeedGivesTheSameWorksheet) {
   std::vector<std::string> texts;
   for (int i = 0; i < 2; ++i) {

@@ -113,6 +113,30 @@ std::optional<std::array<int, 3>> TermFromText(const Variables& variables, std::
   return numbers;
 }
 
+// The constraint table `table` with each empty limit cell given as -99. The table writes a
+// constraint that has no limit yet with an empty limit cell, which the table reader refuses
+// (it demands a number there) but reads as "no limit" when given -99; the investigation's
+// own uses of the table (its JSON form, and carrying the constraints over an edit) must read
+// back every constraint it holds.
+json_value WithUndefinedLimits(const json_value& table) {
+  json_value copy = table;
+  const json_value* columns = FindMember(table, "columns");
+  const auto data = copy.find("data");
+  if (columns == nullptr || !columns->is_array() || data == copy.end() || !data->is_array()) {
+    return copy;
+  }
+  // The last column named "Limit" is the limit column, as for the reader.
+  std::optional<std::size_t> limit;
+  for (std::size_t i = 0; i < columns->size(); ++i) {
+    if ((*columns)[i] == "Limit") limit = i;
+  }
+  if (!limit) return copy;
+  for (json_value& row : *data) {
+    if (row.is_array() && *limit < row.size() && row[*limit] == "") row[*limit] = kUndefined;
+  }
+  return copy;
+}
+
 }  // namespace
 
 InvestigationError::InvestigationError(std::vector<std::string> problems, const std::string& origin)
@@ -151,7 +175,9 @@ Investigation::Snapshot Investigation::TakeSnapshot() const {
 
 void Investigation::RebindByName(const Snapshot& snapshot) {
   auto constraints = std::make_unique<ConstraintsInfo>(variables_.get());
-  if (!snapshot.constraints.is_null()) constraints->FromJson(snapshot.constraints);
+  if (!snapshot.constraints.is_null()) {
+    constraints->FromJson(WithUndefinedLimits(snapshot.constraints));
+  }
   auto sheet = std::make_unique<WorksheetInfo>(variables_.get(), responses_.get());
   sheet->SetRunOrderFloor(worksheet_->GetRunOrderFloor());
   if (!snapshot.worksheet.is_null()) sheet->FromJson(snapshot.worksheet);
@@ -1044,7 +1070,7 @@ std::unique_ptr<Investigation> Investigation::FromJson(const json_value& json) {
   if (const json_value* constraints =
           Member(json, "constraints", Kind::object, "investigation", problems)) {
     try {
-      s.constraints_->FromJson(*constraints);
+      s.constraints_->FromJson(WithUndefinedLimits(*constraints));
     } catch (const Exception& error) {
       problems.push_back(ExceptionMessage::translate("constraints: {}") % error.what());
     }
