@@ -12,6 +12,7 @@
 
 #include "tests/platform/util/section_test_support.h"
 #include "zubra/platform/util/exception.h"
+#include "zubra/platform/util/ini_file_section.h"
 #include "zubra/platform/util/json.h"
 #include "zubra/variables/factor_class.h"
 
@@ -422,6 +423,35 @@ TEST(Investigation, TheOlderIniFormIsRead) {
   EXPECT_EQ(study->GetModelSpec().GetProcessModel(), EModel::kQuadratic);
   EXPECT_EQ(study->GetOptions().GetPower(), 0.9);
   EXPECT_TRUE(study->Check().empty());
+}
+
+TEST(Investigation, OlderIniFactorsAreAdmittedAsInTheOtherForms) {
+  // Every investigation that opens must save and open again, so a factor that the XML and
+  // JSON forms would refuse is refused in an older file too, with the reason.
+  const std::string head =
+      "[Factors]\nTemp=1\nOdd=2\n"
+      "[Temp]\nName=Temp\nAbbreviation=T\nType=Quantitative\nUse=Controlled\n"
+      "Settings=20,80\n[Odd]\nName=Odd\n";
+  struct Row {
+    const char* name;
+    const char* odd_factor;
+    const char* problem;
+  };
+  const Row rows[] = {
+      {"no type", "Abbreviation=O\nSettings=1,2\n",
+       "Factors, factor 2 ('Odd'): The variable 'Odd' is not completely defined."},
+      {"an abbreviation the validator refuses",
+       "Abbreviation=O k\nType=Quantitative\nUse=Controlled\nSettings=1,2\n",
+       "Factors, factor 2 ('Odd'): Abbreviations may not contain the following characters:\n\n"
+       "[ ] ( ) and SPACE."},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.name);
+    EXPECT_EQ(ProblemsOf([&] {
+                Investigation::FromSection(*IniFileSection::LoadString(head + row.odd_factor));
+              }),
+              std::vector<std::string>{row.problem});
+  }
 }
 
 }  // namespace

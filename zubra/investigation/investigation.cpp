@@ -586,6 +586,21 @@ std::unique_ptr<Investigation> Investigation::FromSection(const ConfigurationSec
       for (const ResponseClass* response : s.variables_->GetAllResponses()) {
         s.variables_->Detach(response->GetName());
       }
+      // The set reads old files leniently; its factors are admitted again as the other forms
+      // admit theirs, so that every investigation that opens can be saved and opened again.
+      std::vector<std::unique_ptr<ResponseClass>> factors;
+      while (s.variables_->GetFactorCount() > 0) factors.push_back(s.variables_->Detach(1));
+      int index = 0;
+      for (std::unique_ptr<ResponseClass>& variable : factors) {
+        ++index;
+        const std::string name = variable->GetName();
+        std::unique_ptr<FactorClass> factor(dynamic_cast<FactorClass*>(variable.release()));
+        std::string message;
+        if (s.AddFactor(std::move(factor), 0, &message) != Variables::kOk) {
+          problems.push_back(ExceptionMessage::translate("Factors, factor {} ('{}'): {}") % index %
+                             name % message);
+        }
+      }
     } else if (const ConfigurationSection* factors = root.OpenChild("Factors")) {
       double total = 1.0;
       if (factors->TryReadDouble("MixtureTotal", total)) s.variables_->SetMixtureTotal(total);
