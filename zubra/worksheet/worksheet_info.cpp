@@ -738,10 +738,11 @@ bool WorksheetInfo::FromText(std::string_view text, std::string* message) {
     // Cells of the file's variable columns go to the cells of those variables, read as
     // Run::SetUnformattedValue reads them; columns the set lacks and absent tokens are skipped.
     // An empty field leaves its cell missing the way a new experiment has it (the empty text
-    // for a qualitative factor), so that both stored forms agree on a missing value.
+    // for a qualitative factor), so that both stored forms agree on a missing value. A field
+    // is read up to a NUL byte, so one that starts with NUL counts as empty.
     const std::size_t cells = std::min(cell_of.size(), tokens.size() - *first_cell);
     for (std::size_t c = 0; c < cells; ++c) {
-      if (cell_of[c] != 0 && !tokens[*first_cell + c].empty()) {
+      if (cell_of[c] != 0 && tokens[*first_cell + c].c_str()[0] != '\0') {
         experiment->SetUnformattedValue(cell_of[c], tokens[*first_cell + c].c_str());
       }
     }
