@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "tests/platform/util/section_test_support.h"
+#include "zubra/model/term_info.h"
 #include "zubra/platform/util/exception.h"
 #include "zubra/platform/util/ini_file_section.h"
 #include "zubra/platform/util/json.h"
@@ -132,6 +133,23 @@ TEST(Investigation, AConstraintWithoutALimitSurvivesEditsAndTheJsonForm) {
 
   const json_value json = study->ToJson();
   EXPECT_EQ(Investigation::FromJson(json)->ToJson(), json);
+}
+
+TEST(Investigation, AnEditedTermListKeepsItsOrderInEveryForm) {
+  std::unique_ptr<Investigation> study = Study();
+  TermInfo terms("Model");
+  terms.AddItm(0, "", 1, 2, 0);  // T*Ti before its main effects and the constant
+  terms.AddItm(0, "", 2, 0, 0);
+  terms.AddItm(0, "", 0, 0, 0);
+  terms.AddItm(0, "", 1, 0, 0);
+  ASSERT_TRUE(study->GetModelSpec().SetTermInfo(terms));
+  const json_value json = study->ToJson();
+  EXPECT_EQ(json["design"]["terms"], ParseJson(R"(["T*Ti", "Ti", "Constant", "T"])"));
+  EXPECT_EQ(Investigation::FromJson(json)->ToJson(), json);
+  ScratchFolder folder;
+  const std::string xml = folder.File("terms.xml");
+  study->Save(xml);
+  EXPECT_EQ(Investigation::Open(xml)->ToJson(), json);
 }
 
 TEST(Investigation, TheSameSeedGivesTheSameWorksheet) {

@@ -935,7 +935,7 @@ void Investigation::DesignFromJson(const json_value& design, std::vector<std::st
       }
       list.AddItm(0, "", (*numbers)[0], (*numbers)[1], (*numbers)[2]);
     }
-    list.SortItm();
+    // In the order given, which is the order the form writes and the stored sections keep.
     spec.SetTermInfo(list);
   }
   if (const json_value* rows = Member(design, "inclusions", Kind::array, where, problems)) {
