@@ -715,6 +715,15 @@ TEST(ModelSpec, GarbledAndOlderStoredFormsLoadAsFarAsTheyAreSound) {
          spec.CreateChild("Designs").CreateChild("Design", 1).WriteString("Runs", "x");
        },
        "Full Factorial", EModel::kLinear, "Constant B"},
+      {"stored term names that are not their terms' names",
+       [](ConfigurationSection& root) {
+         ConfigurationSection& terms = root.CreateChild("NewModelSpec").CreateChild("TermInfo");
+         terms.CreateChild("Term", 1).WriteString("Name", "A");  // the constant
+         ConfigurationSection& second = terms.CreateChild("Term", 2);
+         second.WriteString("Name", "A*C");
+         second.WriteInt("V1", 2);
+       },
+       "Full Factorial", EModel::kLinear, "Constant B"},
       {"older layout",
        [](ConfigurationSection& root) {
          ConfigurationSection& spec = root.CreateChild("ModelSpec");

@@ -1311,13 +1311,9 @@ void ModelSpec::LoadTerms(const ConfigurationSection& section) {
   }
   loaded.SetINam(kTermListName);
   terms_ = std::move(loaded);
-  for (int i = 1; i <= terms_.GetNItm(); ++i) {
-    // A term stored without a name takes the one its factors give it.
-    if (terms_.GetTermNam(i).empty()) {
-      const std::array<int, 3> f = terms_.GetTerm(i)->GetFactors();
-      terms_.SetTermName(i, MakeTermString(GetVariables(), f[0], f[1], f[2]).c_str());
-    }
-  }
+  // Each term takes the name its factors give it, as SetTermInfo gives it: a stored name is
+  // missing, stale (an abbreviation changed since) or, in an edited file, another term's.
+  RebuildTermNames();
   terms_.ClearIsModified();
   terms_edited_ = !(terms_ == DefaultTerms());
 }
