@@ -1,8 +1,13 @@
 // Runs a fuzz target without libFuzzer: feeds it every file of the given folders, then a
 // fixed number of deterministic mutations of those files. GCC builds use this driver so
 // the targets run in the ordinary test suite (and under the sanitizers); Clang builds can
-// link the same targets with -fsanitize=fuzzer instead.
+// link the same targets with -fsanitize=fuzzer instead. An input that aborts the run is kept in
+// the file replay-crash-input of the working folder.
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <algorithm>
+#include <csignal>
 #include <cstdint>
 #include <cstdio>
 #include <filesystem>
@@ -21,8 +26,30 @@ std::vector<std::uint8_t> ReadFile(const std::filesystem::path& path) {
   return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
 }
 
+// The input being run, kept so that an abort can leave it behind for a rerun.
+const std::vector<std::uint8_t>* g_current = nullptr;
+constexpr const char* kCrashFile = "replay-crash-input";
+
+// On an abort (a failed check, an escaped exception, a sanitizer's report) writes the input
+// that caused it to kCrashFile in the working folder, then aborts as it would have.
+extern "C" void KeepCrashingInput(int signal_number) {
+  if (g_current != nullptr) {
+    const int fd = ::open(kCrashFile, O_WRONLY | O_CREAT | O_TRUNC, 0644);
+    if (fd >= 0) {
+      static_cast<void>(::write(fd, g_current->data(), g_current->size()));
+      ::close(fd);
+    }
+    static constexpr char kNote[] = "replay: the input is kept in replay-crash-input\n";
+    static_cast<void>(::write(2, kNote, sizeof(kNote) - 1));
+  }
+  std::signal(signal_number, SIG_DFL);
+  std::raise(signal_number);
+}
+
 void Run(const std::vector<std::uint8_t>& input) {
+  g_current = &input;
   LLVMFuzzerTestOneInput(input.data(), input.size());
+  g_current = nullptr;
 }
 
 // One random edit: flip, insert, delete, duplicate a slice, or splice in a special byte.
@@ -62,6 +89,7 @@ std::vector<std::uint8_t> Mutate(std::vector<std::uint8_t> input, std::mt19937& 
 }  // namespace
 
 int main(int argc, char** argv) {
+  std::signal(SIGABRT, KeepCrashingInput);
   std::vector<std::vector<std::uint8_t>> seeds;
   int mutations = 2000;
   for (int i = 1; i < argc; ++i) {

@@ -152,6 +152,15 @@ TEST(Investigation, AnEditedTermListKeepsItsOrderInEveryForm) {
   EXPECT_EQ(Investigation::Open(xml)->ToJson(), json);
 }
 
+TEST(Investigation, AMaximumOfRunsBelowTheChosenDesignReadsBackAndIsReported) {
+  std::unique_ptr<Investigation> study = Study();
+  ASSERT_TRUE(study->GetModelSpec().SetMaxRuns(3));
+  const json_value json = study->ToJson();
+  EXPECT_EQ(Investigation::FromJson(json)->ToJson(), json);
+  EXPECT_EQ(Investigation::FromJson(json)->Check(), study->Check());
+  EXPECT_FALSE(study->Check().empty());
+}
+
 TEST(Investigation, TheSameSeedGivesTheSameWorksheet) {
   std::vector<std::string> texts;
   for (int i = 0; i < 2; ++i) {

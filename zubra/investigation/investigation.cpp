@@ -803,12 +803,6 @@ void Investigation::DesignFromJson(const json_value& design, std::vector<std::st
     return model;
   };
 
-  if (const std::optional<int> most = integer("maxRuns")) {
-    if (!spec.SetMaxRuns(*most)) {
-      problems.push_back(ExceptionMessage::translate("{}: the most runs must be from 1 to {}.") %
-                         where % spec.GetMaxLegalRuns());
-    }
-  }
   if (const std::optional<std::string> name = text("objective")) {
     const EObjective::Type objective = EObjective::GetType(*name);
     if (objective == EObjective::kNone) {
@@ -920,6 +914,14 @@ void Investigation::DesignFromJson(const json_value& design, std::vector<std::st
     std::string message;
     if (!spec.SetStarDistance(value->get<float>(), &message)) {
       problems.push_back(where + ": " + message);
+    }
+  }
+  // The most runs come after the design, as a stored set-up holds them: a design chosen
+  // under a larger maximum stays chosen, and Check() tells when it no longer fits.
+  if (const std::optional<int> most = integer("maxRuns")) {
+    if (!spec.SetMaxRuns(*most)) {
+      problems.push_back(ExceptionMessage::translate("{}: the most runs must be from 1 to {}.") %
+                         where % spec.GetMaxLegalRuns());
     }
   }
   if (const json_value* terms = Member(design, "terms", Kind::array, where, problems)) {
