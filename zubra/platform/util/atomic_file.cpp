@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <climits>
 #include <csignal>
+#include <cstdio>
 #include <ctime>
 #include <string>
 #include <system_error>
@@ -18,6 +19,14 @@
 
 namespace zubra {
 namespace {
+
+int SystemOpen(const char* path, int flags, mode_t mode) { return ::open(path, flags, mode); }
+
+// The table saving calls through (see FileSystemCalls).
+FileSystemCalls& InstalledCalls() {
+  static FileSystemCalls calls = SystemFileCalls();
+  return calls;
+}
 
 std::string ErrorText(int error) { return std::generic_category().message(error); }
 
@@ -38,13 +47,13 @@ class FileDescriptor {
   FileDescriptor(const FileDescriptor&) = delete;
   FileDescriptor& operator=(const FileDescriptor&) = delete;
   ~FileDescriptor() {
-    if (fd_ >= 0) ::close(fd_);
+    if (fd_ >= 0) InstalledCalls().close(fd_);
   }
   // Closes now and returns 0, or the errno of a failed close.
   int Close() {
     const int fd = fd_;
     fd_ = -1;
-    return ::close(fd) == 0 ? 0 : errno;
+    return InstalledCalls().close(fd) == 0 ? 0 : errno;
   }
 
  private:
@@ -70,7 +79,7 @@ class TemporaryFile {
 // Writes all of `content`, retrying partial writes and interrupted calls; 0 or the errno.
 int WriteAll(int fd, std::string_view content) {
   while (!content.empty()) {
-    const ssize_t written = ::write(fd, content.data(), content.size());
+    const ssize_t written = InstalledCalls().write(fd, content.data(), content.size());
     if (written < 0) {
       if (errno == EINTR) continue;
       return errno;
@@ -82,7 +91,7 @@ int WriteAll(int fd, std::string_view content) {
 }
 
 int FsyncRetrying(int fd) {
-  while (::fsync(fd) != 0) {
+  while (InstalledCalls().fsync(fd) != 0) {
     if (errno != EINTR) return errno;
   }
   return 0;
@@ -91,7 +100,7 @@ int FsyncRetrying(int fd) {
 // Flushes the folder entry of a renamed file. File systems that cannot sync a folder
 // (EINVAL, ENOTSUP, EROFS) are not an error: there is nothing more to do there.
 int SyncFolder(const std::string& folder) {
-  const int fd = ::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  const int fd = InstalledCalls().open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC, 0);
   if (fd < 0) return errno;
   FileDescriptor descriptor(fd);
   const int error = FsyncRetrying(fd);
@@ -160,8 +169,8 @@ int CreateTemporary(const std::string& folder, const std::string& name, std::str
     temp_path += "/.";
     temp_path += Prefix(name, room);
     temp_path += suffix;
-    const int fd =
-        ::open(temp_path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, 0666);
+    const int fd = InstalledCalls().open(
+        temp_path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, 0666);
     if (fd >= 0 || errno != EEXIST) return fd;
   }
   errno = EEXIST;
@@ -228,6 +237,17 @@ int ReadAll(int fd, std::string& out) {
 
 }  // namespace
 
+const FileSystemCalls& SystemFileCalls() {
+  static const FileSystemCalls calls{&SystemOpen, &::write, &::fsync, &::close, &::rename};
+  return calls;
+}
+
+FileSystemCalls SetFileSystemCallsForTesting(const FileSystemCalls& calls) {
+  const FileSystemCalls previous = InstalledCalls();
+  InstalledCalls() = calls;
+  return previous;
+}
+
 void WriteFileAtomically(const std::string& path, std::string_view content) {
   // Saving through a symbolic link replaces the file it points to and keeps the link.
   std::string target;
@@ -255,7 +275,9 @@ void WriteFileAtomically(const std::string& path, std::string_view content) {
   }
   if (int error = FsyncRetrying(fd); error != 0) ThrowSaveError(path, error);
   if (int error = descriptor.Close(); error != 0) ThrowSaveError(path, error);
-  if (::rename(temporary.Path().c_str(), target.c_str()) != 0) ThrowSaveError(path, errno);
+  if (InstalledCalls().rename(temporary.Path().c_str(), target.c_str()) != 0) {
+    ThrowSaveError(path, errno);
+  }
   temporary.Release();
 
   if (int error = SyncFolder(folder); error != 0) {

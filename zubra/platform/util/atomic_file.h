@@ -1,6 +1,9 @@
 // Whole-file reads and crash-safe whole-file writes, used by every stored form.
 #pragma once
 
+#include <sys/types.h>
+
+#include <cstddef>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -33,6 +36,30 @@ namespace zubra {
 // the temporary file and leaves an existing file untouched; a failure to flush the folder after
 // the rename is reported as such (the new content is in place but may not be on disk yet).
 void WriteFileAtomically(const std::string& path, std::string_view content);
+
+// The system calls a save makes (WriteFileAtomically above), gathered in one table so that
+// tests can make any step fail: the open of the temporary file and of its folder, each write,
+// the fsync of the file and of the folder, the close and the rename. Saving calls through the
+// table installed; the system's own calls are installed from the start and production code
+// never changes them.
+//
+// A test installs a table whose entries fail at the chosen step (returning -1 with errno set,
+// or writing fewer bytes than asked) and forward every other call to SystemFileCalls(), and
+// puts the previous table back afterwards. The table is one for the whole process: install
+// it only while no other thread saves.
+struct FileSystemCalls {
+  int (*open)(const char* path, int flags, mode_t mode);
+  ssize_t (*write)(int fd, const void* data, std::size_t size);
+  int (*fsync)(int fd);
+  int (*close)(int fd);
+  int (*rename)(const char* from, const char* to);
+};
+
+// The system's own calls.
+const FileSystemCalls& SystemFileCalls();
+
+// Installs `calls` for every later save and returns the table it replaces.
+FileSystemCalls SetFileSystemCallsForTesting(const FileSystemCalls& calls);
 
 // Returns the whole content of the file at `path`, byte for byte.
 // Throws Exception naming `path` when it does not exist, is a folder, or cannot be read.
