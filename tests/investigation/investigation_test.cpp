@@ -161,6 +161,16 @@ TEST(Investigation, AMaximumOfRunsBelowTheChosenDesignReadsBackAndIsReported) {
   EXPECT_FALSE(study->Check().empty());
 }
 
+TEST(Investigation, ASetUpThatNoDesignCanCarryReadsBackItsModels) {
+  // Only an uncontrolled factor: no design at all, the objective's default model all the same.
+  const std::unique_ptr<Investigation> study = Investigation::FromJson(ParseJson(R"({
+      "factors": [{"name": "Room", "abbreviation": "R", "type": "quantitative"}]})"));
+  ASSERT_EQ(study->GetModelSpec().GetDesignType(), EDesign::kNone);
+  const json_value json = study->ToJson();
+  ASSERT_EQ(json["design"]["model"], "Linear");
+  EXPECT_EQ(Investigation::FromJson(json)->ToJson(), json);
+}
+
 TEST(Investigation, TheSameSeedGivesTheSameWorksheet) {
   std::vector<std::string> texts;
   for (int i = 0; i < 2; ++i) {

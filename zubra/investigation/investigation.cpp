@@ -847,11 +847,14 @@ void Investigation::DesignFromJson(const json_value& design, std::vector<std::st
                          where % type_text.value_or(name.value_or("")) % why);
     }
   } else {
-    if (model && !spec.ChangeProcessModel(*model)) {
+    // A model the set-up already holds is taken as it is, even when no design is there to
+    // carry it (the objective's default models of a set-up that has none).
+    if (model && *model != spec.GetProcessModel() && !spec.ChangeProcessModel(*model)) {
       problems.push_back(ExceptionMessage::translate("{}: no design can carry the model '{}'.") %
                          where % EModel::GetString(*model));
     }
-    if (mixture_model && !spec.ChangeMixtureModel(*mixture_model)) {
+    if (mixture_model && *mixture_model != spec.GetMixtureModel() &&
+        !spec.ChangeMixtureModel(*mixture_model)) {
       problems.push_back(ExceptionMessage::translate("{}: no design can carry the mixture model "
                                                      "'{}'.") %
                          where % EModel::GetString(*mixture_model));
