@@ -724,6 +724,13 @@ TEST(ModelSpec, GarbledAndOlderStoredFormsLoadAsFarAsTheyAreSound) {
          second.WriteInt("V1", 2);
        },
        "Full Factorial", EModel::kLinear, "Constant B"},
+      {"no design chosen: the models stay, no design stands in",
+       [](ConfigurationSection& root) {
+         ConfigurationSection& spec = root.CreateChild("NewModelSpec");
+         spec.WriteString("Design", "None");
+         spec.WriteString("ProcessModel", "Interaction");
+       },
+       "none", EModel::kInteraction, "Constant A B C A*B A*C B*C"},
       {"older layout",
        [](ConfigurationSection& root) {
          ConfigurationSection& spec = root.CreateChild("ModelSpec");

@@ -33,6 +33,12 @@ constexpr const char* kTermListName = "Model";
 
 using Kind = DesignSpecificOptions::Kind;
 
+// True for the stored text of "no design chosen" (what Save writes for a set-up without one),
+// as against a design the catalogue does not know.
+bool NamesNoDesign(std::string_view text) {
+  return KtStdString::EqualsNoCase(KtStdString::Trim(text), EDesign::GetString(EDesign::kNone));
+}
+
 // The kind of design-specific options a design type carries, if any.
 std::optional<Kind> KindFor(EDesign::Type type) {
   switch (type) {
@@ -317,6 +323,12 @@ bool ModelSpec::SwitchTo(const DesignBuilder* builder, DesignOptions options, bo
   MutableDesignOptions() = std::move(options);
   Discard();
   return true;
+}
+
+void ModelSpec::KeepNoDesign() {
+  design_type_ = EDesign::kNone;
+  design_name_.clear();
+  ApplyKind(MutableDesignOptions(), EDesign::kNone, pm_interaction_);
 }
 
 void ModelSpec::ChooseBestDesign() {
@@ -1332,7 +1344,9 @@ bool ModelSpec::Load(const ConfigurationSection* section) {
   spec->TryReadBool("PMInteraction", pm_interaction_);
   design_type_ = EDesign::GetType(spec->GetString("Design"));
   design_name_ = spec->GetString("DesignName");
-  if (GetDesignBuilder() == nullptr) {
+  if (NamesNoDesign(spec->GetString("Design"))) {
+    KeepNoDesign();
+  } else if (GetDesignBuilder() == nullptr) {
     // A design the catalogue does not know: the best design for the objective stands in.
     ChooseBestDesign();
   } else {
@@ -1384,7 +1398,9 @@ bool ModelSpec::LoadOld(const ConfigurationSection* section) {
   design_type_ =
       plate ? EDesign::kREDMUP : TypeFromOldText(spec->GetString("Design"), GetProcessModel());
   design_name_ = BuilderName(design_type_, spec->GetString("Design"));
-  if (GetDesignBuilder() == nullptr) {
+  if (!plate && NamesNoDesign(spec->GetString("Design"))) {
+    KeepNoDesign();
+  } else if (GetDesignBuilder() == nullptr) {
     ChooseBestDesign();
   } else {
     // The family's settings were kept beside the others in this form.

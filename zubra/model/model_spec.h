@@ -432,6 +432,8 @@ class ModelSpec : public Objective {
   void ComputeStatistics();
   void RebuildTermNames();
   void SortTerms();
+  // No design chosen, as a stored set-up says ("None"); the design family's options go.
+  void KeepNoDesign();
   // The default term list of the factors for the current models and design.
   [[nodiscard]] TermInfo DefaultTerms() const;
   // Numbers `terms` by their first model column (see SetTermIndexOrder).
