@@ -171,6 +171,29 @@ TEST(Investigation, ASetUpThatNoDesignCanCarryReadsBackItsModels) {
   EXPECT_EQ(Investigation::FromJson(json)->ToJson(), json);
 }
 
+TEST(Investigation, TheJsonFormKeepsTheUseOfAFactorGivenBySettings) {
+  // The factor form gives a factor with settings the use its settings imply (two or more:
+  // controlled); the investigation writes any other use beside it.
+  std::unique_ptr<Investigation> study = Study();
+  FactorClass* catalyst = study->GetVariables().GetFactor("Catalyst");
+  catalyst->SetSettings({"A", "B", "C"}, CEType::kQualitative, CEUse::kUncontrolled);
+  study->FactorChanged("Catalyst");
+  const json_value json = study->ToJson();
+  EXPECT_EQ(json["factors"][2]["use"], "uncontrolled");
+  EXPECT_FALSE(json["factors"][0].contains("use"));
+  const std::unique_ptr<Investigation> back = Investigation::FromJson(json);
+  EXPECT_EQ(back->GetVariables().GetFactor("Catalyst")->GetUse(), CEUse::kUncontrolled);
+  EXPECT_EQ(back->ToJson(), json);
+
+  const char* kFactor = R"({"factors": [{"name": "T", "abbreviation": "T", "type": "quantitative",
+                             "settings": [0, 1], "use": "uncontrolled"},
+                            {"name": "C", "abbreviation": "C", "type": "qualitative",
+                             "settings": ["a", "b"], "use": "sideways"}]})";
+  EXPECT_EQ(ProblemsOf([&] { Investigation::FromJson(ParseJson(kFactor)); }),
+            (std::vector<std::string>{"factor 1: the use \"uncontrolled\" does not apply.",
+                                      "factor 2: the use \"sideways\" does not apply."}));
+}
+
 TEST(Investigation, TheSameSeedGivesTheSameWorksheet) {
   std::vector<std::string> texts;
   for (int i = 0; i < 2; ++i) {

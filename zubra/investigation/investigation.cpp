@@ -137,6 +137,20 @@ json_value WithUndefinedLimits(const json_value& table) {
   return copy;
 }
 
+// For a factor given by its settings (qualitative, multilevel, time), the use that the JSON
+// form of a factor gives it: uncontrolled for a design-set factor, else controlled for two or
+// more settings, constant for one, uncontrolled for none. kNotSet for the other kinds, whose
+// form holds the use itself.
+CEUse::EUse SettingsUse(const FactorClass& factor) {
+  const CEType::EType type = factor.GetType();
+  if (type != CEType::kQualitative && type != CEType::kMultilevel && type != CEType::kTime) {
+    return CEUse::kNotSet;
+  }
+  const int count = factor.GetSettingCount();
+  if (factor.IsDesignSetFactor()) return CEUse::kUncontrolled;
+  return count >= 2 ? CEUse::kControlled : count == 1 ? CEUse::kConstant : CEUse::kUncontrolled;
+}
+
 }  // namespace
 
 InvestigationError::InvestigationError(std::vector<std::string> problems, const std::string& origin)
@@ -993,7 +1007,16 @@ json_value Investigation::ToJson() const {
     json["mixtureTotal"] = variables_->GetMixtureTotal();
   }
   json_value factors = json_value::array();
-  for (const FactorClass* factor : variables_->GetAllFactors()) factors.push_back(factor->ToJson());
+  for (const FactorClass* factor : variables_->GetAllFactors()) {
+    json_value item = factor->ToJson();
+    // The factor's own form gives a factor with settings the use its settings imply; another
+    // use (an uncontrolled qualitative factor, say) is written beside it.
+    if (const CEUse::EUse implied = SettingsUse(*factor);
+        implied != CEUse::kNotSet && factor->GetUse() != implied) {
+      item["use"] = Lower(CEUse::GetString(factor->GetUse()));
+    }
+    factors.push_back(std::move(item));
+  }
   json["factors"] = std::move(factors);
   json_value responses = json_value::array();
   for (const ResponseEx* response : responses_->GetResponses()) {
@@ -1055,6 +1078,17 @@ std::unique_ptr<Investigation> Investigation::FromJson(const json_value& json) {
           problems.push_back(ExceptionMessage::translate("factor {}: it needs a \"name\".") %
                              index);
           continue;
+        }
+        if (const json_value* use = FindMember(item, "use")) {
+          const CEUse::EUse read =
+              use->is_string() ? CEUse::GetEnum(use->get<std::string>()) : CEUse::kNotSet;
+          if (read == CEUse::kNotSet || SettingsUse(*factor) == CEUse::kNotSet) {
+            problems.push_back(ExceptionMessage::translate("factor {}: the use {} does not "
+                                                           "apply.") %
+                               index % use->dump());
+            continue;
+          }
+          factor->SetSettings(factor->GetSettings(), factor->GetType(), read);
         }
       } catch (const Exception& error) {
         problems.push_back(ExceptionMessage::translate("factor {}: {}") % index % error.what());
