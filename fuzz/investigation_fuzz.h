@@ -1,0 +1,65 @@
+// Checks shared by the investigation fuzz targets: an investigation that was read writes
+// itself out in each form (JSON, XML, INI), and each form reads back to an equal investigation
+// with the same text dumps.
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "fuzz/fuzz_support.h"
+#include "zubra/platform/design/nc_design.h"
+#include "zubra/platform/util/ini_file_section.h"
+#include "zubra/platform/util/tinyxml2_section.h"
+
+namespace zubra::fuzz {
+
+// Reads `read()`'s investigation, or nothing when the reader refuses it with
+// zubra::Exception; anything else escapes and is a finding.
+template <typename Reader>
+std::unique_ptr<Investigation> ReadOrNothing(Reader read) {
+  try {
+    return read();
+  } catch (const Exception&) {
+    return nullptr;
+  }
+}
+
+// What the investigation written in `form` reads back as; a written form must always read.
+template <typename Section>
+std::unique_ptr<Investigation> ThroughSection(const Investigation& study) {
+  Section root;
+  study.ToSection(root);
+  const std::string text = root.ToString();
+  std::unique_ptr<Investigation> again =
+      ReadOrNothing([&] { return Investigation::FromSection(*Section::LoadString(text)); });
+  Require(again != nullptr, "a written investigation does not read back");
+  return again;
+}
+
+inline void CheckReadInvestigation(const Investigation& study) {
+  static_cast<void>(study.Check());
+  const json_value json = study.ToJson();
+  const std::string dumps = Dumps(study);
+
+  const std::unique_ptr<Investigation> from_json =
+      ReadOrNothing([&] { return Investigation::FromJson(json); });
+  Require(from_json != nullptr, "a written investigation does not read back from JSON");
+  Require(from_json->ToJson() == json, "the JSON form reads back different");
+  Require(Dumps(*from_json, true) == Dumps(study, true), "the JSON form changes the text dumps");
+
+  const std::unique_ptr<Investigation> from_xml = ThroughSection<TinyXML2Section>(study);
+  Require(from_xml->ToJson() == json, "the XML form reads back different");
+  Require(Dumps(*from_xml) == dumps, "the XML form changes the text dumps");
+  const std::shared_ptr<const NCDesign> design = study.GetModelSpec().GetDesign();
+  const std::shared_ptr<const NCDesign> xml_design = from_xml->GetModelSpec().GetDesign();
+  Require((design == nullptr) == (xml_design == nullptr) &&
+              (design == nullptr || *design == *xml_design),
+          "the XML form changes the generated design");
+
+  // The INI form holds no generated design, and the JSON form never does.
+  const std::unique_ptr<Investigation> from_ini = ThroughSection<IniFileSection>(study);
+  Require(from_ini->ToJson() == json, "the INI form reads back different");
+  Require(Dumps(*from_ini) == dumps, "the INI form changes the text dumps");
+}
+
+}  // namespace zubra::fuzz
