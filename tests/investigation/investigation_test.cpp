@@ -350,6 +350,15 @@ TEST(Investigation, UnsoundDocumentsListEveryProblem) {
        R"({"options": {"power": 2}, "constraints": {"columns": ["Limit"], "data": []}})",
        {"constraints: Parse error. Constraint operator and/or limits columns missing.",
         "options: Illegal power value."}},
+      {"more settings than a factor holds",
+       R"({"factors": [{"name": "Q", "abbreviation": "Q", "type": "qualitative",
+            "settings": ["1", "2", "3", "4", "5", "6", "7", "8", "9", "10", "11", "12", "13",
+                         "14", "15", "16", "17", "18", "19", "20", "21", "22", "23", "24", "",
+                         "25"]},
+           {"name": "M", "abbreviation": "M", "type": "multilevel",
+            "settings": [1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16, 17, 18, 19, 20,
+                         21, 22, 23, 24, "25"]}]})",
+       {"factor 1 ('Q'): it lists 25 settings; a factor holds at most 24."}},
   };
   for (const Row& row : rows) {
     SCOPED_TRACE(row.name);

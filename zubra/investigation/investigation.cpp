@@ -17,6 +17,7 @@
 #include "zubra/platform/util/tinyxml2_section.h"
 #include "zubra/region/design_factors.h"
 #include "zubra/variables/factor_class.h"
+#include "zubra/variables/factor_value.h"
 
 namespace zubra {
 namespace {
@@ -149,6 +150,22 @@ CEUse::EUse SettingsUse(const FactorClass& factor) {
   const int count = factor.GetSettingCount();
   if (factor.IsDesignSetFactor()) return CEUse::kUncontrolled;
   return count >= 2 ? CEUse::kControlled : count == 1 ? CEUse::kConstant : CEUse::kUncontrolled;
+}
+
+// The settings the JSON form of a factor given by its settings lists (the entries its reader
+// takes: texts for a qualitative factor, numbers for the others); 0 for the other kinds. The
+// factor keeps at most FactorValue::kMaxSettings of them.
+std::size_t ListedSettings(const json_value& item, const FactorClass& factor) {
+  const json_value* settings = FindMember(item, "settings");
+  if (settings == nullptr || !settings->is_array() || SettingsUse(factor) == CEUse::kNotSet) {
+    return 0;
+  }
+  const bool texts = factor.IsQualitative();
+  return static_cast<std::size_t>(
+      std::count_if(settings->begin(), settings->end(), [texts](const json_value& entry) {
+        return texts ? entry.is_string() && !entry.get_ref<const std::string&>().empty()
+                     : entry.is_number();
+      }));
 }
 
 }  // namespace
@@ -1077,6 +1094,13 @@ std::unique_ptr<Investigation> Investigation::FromJson(const json_value& json) {
         if (!item.is_object() || !factor->Load(item)) {
           problems.push_back(ExceptionMessage::translate("factor {}: it needs a \"name\".") %
                              index);
+          continue;
+        }
+        if (const std::size_t listed = ListedSettings(item, *factor);
+            listed > static_cast<std::size_t>(FactorValue::kMaxSettings)) {
+          problems.push_back(ExceptionMessage::translate("factor {} ('{}'): it lists {} settings; "
+                                                         "a factor holds at most {}.") %
+                             index % factor->GetName() % listed % FactorValue::kMaxSettings);
           continue;
         }
         if (const json_value* use = FindMember(item, "use")) {
