@@ -1,4 +1,4 @@
-# Warning and sanitizer flags shared by every target of the project.
+# Warning, sanitizer and coverage flags shared by every target of the project.
 add_library(zubra_compile_options INTERFACE)
 target_compile_options(zubra_compile_options INTERFACE
   -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Wold-style-cast -Wcast-align
@@ -11,4 +11,8 @@ if(ZUBRA_SANITIZE)
       -fno-omit-frame-pointer)
   target_compile_options(zubra_compile_options INTERFACE ${zubra_sanitize_flags})
   target_link_options(zubra_compile_options INTERFACE ${zubra_sanitize_flags})
+endif()
+if(ZUBRA_COVERAGE)
+  target_compile_options(zubra_compile_options INTERFACE --coverage)
+  target_link_options(zubra_compile_options INTERFACE --coverage)
 endif()

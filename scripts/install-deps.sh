@@ -11,7 +11,7 @@ packages=(
   libgtest-dev libgmock-dev libbenchmark-dev libcli11-dev ccache
   libxlsxwriter-dev libcairo2-dev libfontconfig-dev fonts-dejavu-core python3
   pybind11-dev python3-dev python3-numpy python3-pytest
-  clang-14 libclang-rt-14-dev
+  clang-14 libclang-rt-14-dev gcovr
 )
 
 missing=()
