@@ -102,6 +102,24 @@ TEST(Transform, ParserRejectsMalformedAndOverlongTextQuickly) {
   EXPECT_NO_THROW((void)Transform::GetTransform(std::string(Transform::kMaxTextLength, ' ')));
 }
 
+TEST(Transform, ParserAnswersLongDigitRunsWithoutBacktrackingForLong) {
+  // Texts of long digit runs a number pattern could split in many ways: the first was found
+  // by fuzzing and took minutes before the number pattern was made unambiguous. Each must
+  // be answered (read or refused) at once; the test's time limit catches a relapse.
+  const std::string found = std::string("2,4e999910\x01\0g", 13) + std::string(125, '9') + "111" +
+                            std::string(8, '9') + ";" + std::string(16, '9');
+  const std::string digits(120, '9');
+  for (const std::string& text :
+       {found, digits + ";" + digits, "2," + digits + "x+" + digits + ";", digits + "e" + digits}) {
+    SCOPED_TRACE(text.size());
+    try {
+      (void)Transform::GetTransform(text);
+    } catch (const Exception& e) {
+      EXPECT_STREQ(e.what(), "Incorrect transform format.");
+    }
+  }
+}
+
 // The value a constant has after "%g" printing and single-precision reading.
 double AsPrinted(double value) {
   std::array<char, 64> buffer{};

@@ -19,7 +19,10 @@ namespace {
 
 // A number as the writer prints it: optional sign, digits, an optional decimal point or
 // comma with further digits, and an optional exponent ("%g" writes 1e-05 for small values).
-constexpr const char* kNum = R"(([+-]?\d+[,.]?\d*(?:e[+-]?\d+)?))";
+// Written so that a run of digits can be matched in one way only: the pattern engine
+// backtracks, and an ambiguous split of long digit runs made its time grow with a power of
+// the text's length.
+constexpr const char* kNum = R"(([+-]?\d+(?:[,.]\d*)?(?:e[+-]?\d+)?))";
 constexpr const char* kVar = "[xy]";
 constexpr const char* kSign = "([+-])";
 
