@@ -455,6 +455,19 @@ TEST(FactorClass, TheHardToChangeMarkIsStoredOnlyWhenSetSoOtherFactorsAreStoredA
   EXPECT_TRUE(copy.IsHardToChange());
 }
 
+TEST(FactorClass, JsonRoundTripKeepsNamesThatStillEndInATilde) {
+  for (const char* text : {"T~~", "~~~", "Plain"}) {
+    SCOPED_TRACE(text);
+    FactorClass factor = EveryKindAndUse().front();
+    factor.SetName(text);
+    factor.SetAbbr(text);
+    FactorClass read;
+    ASSERT_TRUE(read.Load(factor.ToJson()));
+    EXPECT_EQ(read.GetName(), factor.GetName());
+    EXPECT_EQ(read.ResponseClass::GetAbbr(), factor.ResponseClass::GetAbbr());
+  }
+}
+
 TEST(FactorClass, JsonReaderRules) {
   FactorClass constant;
   ASSERT_TRUE(constant.Load(json_value::parse(

@@ -209,6 +209,12 @@ void ResponseClass::SetAbbr(std::string_view abbreviation) {
   abbreviation_ = WithoutTrailingTilde(abbreviation);
 }
 
+std::string ResponseClass::ForSetter(std::string_view text) {
+  std::string out(text);
+  if (!out.empty() && out.back() == '~') out += '~';
+  return out;
+}
+
 std::string ResponseClass::GetTransformedName() const {
   if (IsTransformed() && !Variables::IsBlockGen(abbreviation_, false)) return name_ + "~";
   return name_;

@@ -143,6 +143,10 @@ class ResponseClass {
   // Assigns the text with one trailing "~" removed (the tilde marks transformed names).
   void SetName(std::string_view name);
   void SetAbbr(std::string_view abbreviation);
+  // The text that SetName and SetAbbr turn into `text`: `text` with one "~" more when it ends
+  // with one. The JSON forms write names and abbreviations this way, so that a stored text
+  // ending in "~" reads back as it was.
+  [[nodiscard]] static std::string ForSetter(std::string_view text);
   [[nodiscard]] const std::string& GetUnits() const { return unit_; }
   void SetUnits(std::string_view unit) { unit_ = unit; }
   // The name followed by "~" when transformed (block-generator abbreviations excepted).

@@ -478,8 +478,8 @@ bool ResponseEx::Load(const ConfigurationSection& section) {
 json_value ResponseEx::ToJson() const {
   const ResponseClass& d = *definition_;
   json_value out = json_value::object();
-  out["name"] = d.GetName();
-  out["abbreviation"] = d.GetAbbr();
+  out["name"] = ResponseClass::ForSetter(d.GetName());
+  out["abbreviation"] = ResponseClass::ForSetter(d.GetAbbr());
   out["unit"] = d.GetUnits();
   if (type_ == kDerived) {
     out["type"] = "derived";

@@ -230,7 +230,8 @@ class ResponseEx {
   // "transform", "scaling" {"type", "autoScaleModifier"} and "optimizationSettings"
   // {"condition", "objective" {"type", "min", "target", "max"}, "desirability" {"type"},
   // "weight"}. The limits written are the stored ones (kUndefined when not set), so that a
-  // derived default stays derived after a round trip.
+  // derived default stays derived after a round trip. A name or abbreviation that ends in
+  // "~" is written with one "~" more, as the reader drops one (ResponseClass::ForSetter).
   [[nodiscard]] json_value ToJson() const;
   // Reads the JSON form. False, with nothing changed, when `json` has no string "name".
   // Members that are absent or malformed (wrong kind, a transform the transform reader

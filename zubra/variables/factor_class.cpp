@@ -515,8 +515,8 @@ void FactorClass::SetExpandedSettings(float* row, double value, int& position,
 
 json_value FactorClass::ToJson() const {
   json_value out = json_value::object();
-  out["name"] = GetName();
-  out["abbreviation"] = ResponseClass::GetAbbr();
+  out["name"] = ForSetter(GetName());
+  out["abbreviation"] = ForSetter(ResponseClass::GetAbbr());
   if (!GetUnits().empty()) out["unit"] = GetUnits();
   if (design_set_factor_) out["isDesignSetFactor"] = true;
   if (hard_to_change_) out["isHardToChange"] = true;
