@@ -545,13 +545,23 @@ TEST_F(WorksheetTest, TextAndJsonFormsRoundTrip) {
   std::filesystem::remove(path);
 }
 
-TEST_F(WorksheetTest, FieldsAreReadUpToANulByte) {
+TEST_F(WorksheetTest, FieldsAreReadUpToANulByteAndWithoutTheReturnsThatEndThem) {
   using namespace std::string_literals;
   WorksheetInfo sheet(&variables_);
   std::string message;
   ASSERT_TRUE(sheet.FromText("ExpNo\tTemp\tCat\tYield\n1\t\0\t\0B\t2\0.5\n"s, &message)) << message;
   // Starting with NUL is empty: missing, as a new experiment has it (the empty text for Cat).
   EXPECT_EQ(sheet.ToJson()["rows"][0], ParseJson(R"([1, "", "", 0, "In", null, "", 2.0])"));
+
+  // A text cell ending in CR before more fields would be written last on its line, where
+  // the CR reads as part of a CR LF line end.
+  ASSERT_TRUE(sheet.FromText("ExpNo\tTemp\tCat\n1\t\r\tB\r\r\t\r\n2\t3\r\tx\r\n", &message))
+      << message;
+  EXPECT_EQ(sheet.ToJson()["rows"][0], ParseJson(R"([1, "", "", 0, "In", null, "B", null])"));
+  EXPECT_EQ(sheet.ToJson()["rows"][1], ParseJson(R"([2, "", "", 0, "In", 3.0, "x", null])"));
+  WorksheetInfo again(&variables_);
+  ASSERT_TRUE(again.FromText(sheet.ToText(), &message)) << message;
+  EXPECT_EQ(again.ToText(), sheet.ToText());
 }
 
 TEST_F(WorksheetTest, ReadingKeepsTheNumberIndexForRowsInAnyOrder) {

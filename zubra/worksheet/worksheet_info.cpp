@@ -739,11 +739,15 @@ bool WorksheetInfo::FromText(std::string_view text, std::string* message) {
     // Run::SetUnformattedValue reads them; columns the set lacks and absent tokens are skipped.
     // An empty field leaves its cell missing the way a new experiment has it (the empty text
     // for a qualitative factor), so that both stored forms agree on a missing value. A field
-    // is read up to a NUL byte, so one that starts with NUL counts as empty.
+    // is read up to a NUL byte, so one that starts with NUL counts as empty. Carriage returns
+    // that end a field are dropped, as at the end of a line: a cell written with one would
+    // end its line in CR LF when it is the last, and lose it on reading.
     const std::size_t cells = std::min(cell_of.size(), tokens.size() - *first_cell);
     for (std::size_t c = 0; c < cells; ++c) {
-      if (cell_of[c] != 0 && tokens[*first_cell + c].c_str()[0] != '\0') {
-        experiment->SetUnformattedValue(cell_of[c], tokens[*first_cell + c].c_str());
+      std::string_view field = tokens[*first_cell + c];
+      while (!field.empty() && field.back() == '\r') field.remove_suffix(1);
+      if (cell_of[c] != 0 && !field.empty() && field.front() != '\0') {
+        experiment->SetUnformattedValue(cell_of[c], std::string(field).c_str());
       }
     }
     const int exp_no = experiment->ExpNo();

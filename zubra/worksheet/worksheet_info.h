@@ -239,7 +239,8 @@ class WorksheetInfo {
   // Reads ToText's form: the header names the fixed columns (in any order, up to "InOut")
   // and then the variables, matched by name; cells of unknown variables are skipped, and an
   // empty field leaves its cell missing as in a new experiment (the empty text for a
-  // qualitative factor, -99 for any other variable).
+  // qualitative factor, -99 for any other variable). A cell's field is read up to a NUL byte
+  // and without the carriage returns that end it.
   // Returns false with `message` (when given) filled, and nothing changed, for a missing
   // fixed "ExpNo" column, a row that does not read (a whole plot must be a whole number,
   // 0 or more), or a repeated experiment number.
