@@ -13,6 +13,8 @@ if(ZUBRA_SANITIZE)
   target_link_options(zubra_compile_options INTERFACE ${zubra_sanitize_flags})
 endif()
 if(ZUBRA_COVERAGE)
-  target_compile_options(zubra_compile_options INTERFACE --coverage)
-  target_link_options(zubra_compile_options INTERFACE --coverage)
+  # The design engine counts on several threads: without atomic updates the counters race,
+  # and gcov then reports negative counts that gcovr refuses to read.
+  target_compile_options(zubra_compile_options INTERFACE --coverage -fprofile-update=atomic)
+  target_link_options(zubra_compile_options INTERFACE --coverage -fprofile-update=atomic)
 endif()
