@@ -782,9 +782,11 @@ json_value Investigation::DesignToJson() const {
       for (int c = 0; c < factors.GetCount(); ++c) {
         const Factors::Factor& factor = factors.GetFactor(c);
         const float value = inclusions(r, c);
-        const auto setting = static_cast<std::size_t>(value) - 1;
-        if (factor.IsQualitative() && value >= 1.0F && setting < factor.settings.size()) {
-          row[factor.name] = factor.settings[setting];
+        // The setting number is taken only when it is one: a missing value (-99) or a number
+        // past the settings has no size_t form.
+        if (factor.IsQualitative() && value >= 1.0F &&
+            value < static_cast<float>(factor.settings.size()) + 1.0F) {
+          row[factor.name] = factor.settings[static_cast<std::size_t>(value) - 1];
         } else {
           row[factor.name] = value;
         }
