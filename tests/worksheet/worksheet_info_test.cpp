@@ -555,7 +555,7 @@ TEST_F(WorksheetTest, FieldsAreReadUpToANulByteAndWithoutTheReturnsThatEndThem) 
 
   // A text cell ending in CR before more fields would be written last on its line, where
   // the CR reads as part of a CR LF line end.
-  ASSERT_TRUE(sheet.FromText("ExpNo\tTemp\tCat\n1\t\r\tB\r\r\t\r\n2\t3\r\tx\r\n", &message))
+  ASSERT_TRUE(sheet.FromText("ExpNo\tTemp\tCat\n1\t\r\0\tB\r\r\t\r\n2\t3\r\tx\r\0y\r\n"s, &message))
       << message;
   EXPECT_EQ(sheet.ToJson()["rows"][0], ParseJson(R"([1, "", "", 0, "In", null, "B", null])"));
   EXPECT_EQ(sheet.ToJson()["rows"][1], ParseJson(R"([2, "", "", 0, "In", 3.0, "x", null])"));

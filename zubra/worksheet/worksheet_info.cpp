@@ -745,8 +745,9 @@ bool WorksheetInfo::FromText(std::string_view text, std::string* message) {
     const std::size_t cells = std::min(cell_of.size(), tokens.size() - *first_cell);
     for (std::size_t c = 0; c < cells; ++c) {
       std::string_view field = tokens[*first_cell + c];
+      field = field.substr(0, field.find('\0'));
       while (!field.empty() && field.back() == '\r') field.remove_suffix(1);
-      if (cell_of[c] != 0 && !field.empty() && field.front() != '\0') {
+      if (cell_of[c] != 0 && !field.empty()) {
         experiment->SetUnformattedValue(cell_of[c], std::string(field).c_str());
       }
     }
