@@ -171,6 +171,47 @@ TEST(Investigation, ASetUpThatNoDesignCanCarryReadsBackItsModels) {
   EXPECT_EQ(Investigation::FromJson(json)->ToJson(), json);
 }
 
+TEST(Investigation, ASetUpWithoutADesignKeepsItsSettingsInEveryForm) {
+  // A set-up that no design serves (here: none fits in 5 runs) keeps the settings of the
+  // design it had, and the linear model it fell back to; a stored set-up may hold no design
+  // where its objective would choose one. Neither gains a design or loses a setting by being
+  // read back.
+  constexpr const char* kFactors = R"("factors": [
+      {"name": "A", "abbreviation": "A", "type": "quantitative", "settings": [0, 1]},
+      {"name": "B", "abbreviation": "B", "type": "quantitative", "settings": [0, 1]}])";
+  std::unique_ptr<Investigation> small = Investigation::FromJson(ParseJson(
+      std::string("{") + kFactors +
+      R"(, "design": {"objective": "Screening", "type": "FullFactorial", "centerPoints": 4}})"));
+  ASSERT_TRUE(small->GetModelSpec().SetMaxRuns(5));
+  small->GetModelSpec().SetObjective(EObjective::kRSM, true);
+  ASSERT_EQ(small->GetModelSpec().GetDesignType(), EDesign::kNone);
+  ASSERT_EQ(small->GetModelSpec().GetCenterPoints(), 4);
+  ASSERT_EQ(small->GetModelSpec().GetProcessModel(), EModel::kLinear);
+  const std::unique_ptr<Investigation> stored = Investigation::FromJson(
+      ParseJson(std::string("{") + kFactors +
+                R"(, "design": {"objective": "Screening", "type": "None", "model": "Interaction",
+                      "runs": 8, "blocks": 2, "centerPoints": 3}})"));
+  const ModelSpec& spec = stored->GetModelSpec();
+  EXPECT_EQ(spec.GetDesignType(), EDesign::kNone);
+  EXPECT_EQ(spec.GetRuns(), 8);
+  EXPECT_EQ(spec.GetCenterPoints(), 6);
+  EXPECT_EQ(spec.GetProcessModel(), EModel::kInteraction);
+  EXPECT_EQ(spec.GetTermInfo().GetNItm(), 4);  // Constant A B A*B
+
+  ScratchFolder folder;
+  for (const Investigation* study : {small.get(), stored.get()}) {
+    const json_value json = study->ToJson();
+    SCOPED_TRACE(DumpJson(json["design"]));
+    EXPECT_EQ(json["design"]["type"], "None");
+    EXPECT_EQ(Investigation::FromJson(json)->ToJson(), json);
+    for (const char* name : {"none.xml", "none.ini"}) {
+      SCOPED_TRACE(name);
+      study->Save(folder.File(name));
+      EXPECT_EQ(Investigation::Open(folder.File(name))->ToJson(), json);
+    }
+  }
+}
+
 TEST(Investigation, TheJsonFormKeepsTheUseOfAFactorGivenBySettings) {
   // The factor form gives a factor with settings the use its settings imply (two or more:
   // controlled); the investigation writes any other use beside it.
@@ -359,6 +400,12 @@ TEST(Investigation, UnsoundDocumentsListEveryProblem) {
             "settings": [1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16, 17, 18, 19, 20,
                          21, 22, 23, 24, "25"]}]})",
        {"factor 1 ('Q'): it lists 25 settings; a factor holds at most 24."}},
+      {"settings of a set-up without a design",
+       R"({"design": {"type": "None", "name": "CCF", "runs": -1, "blocks": 0,
+                      "centerPoints": -2}})",
+       {"design: the design 'CCF' has no type.", "design: the runs may not be negative.",
+        "design: there must be at least one block.",
+        "design: the design cannot have -2 centre points in each block."}},
   };
   for (const Row& row : rows) {
     SCOPED_TRACE(row.name);

@@ -188,6 +188,39 @@ TEST(ModelSpec, SettersRefuseWhatTheDesignCannotTake) {
   EXPECT_THROW(nothing.GenerateDesign(nullptr, nullptr), Exception);
 }
 
+TEST(ModelSpec, RestoringSettingsWithoutADesignTakesThemAsTheyAre) {
+  Variables set = test_support::ProcessSet(3);
+  ModelSpec spec(&set, NewSection());
+  ASSERT_TRUE(spec.ChangeCurrentDesign(EDesign::kCentralComposite, "CCF", EObjective::kRSM,
+                                       EModel::kQuadratic, true));
+  spec.GenerateDesign(nullptr, nullptr);
+  ASSERT_TRUE(spec.IsDesignGenerated());
+
+  // Settings no builder would be asked about: 5 centre points over 2 blocks, an interaction
+  // model, runs no design of these factors has.
+  DesignOptions settings = spec.GetDesignOptions();
+  settings.SetRuns(7);
+  settings.SetBlocks(2);
+  settings.SetCenterPoints(5);
+  settings.SetProcessModel(EModel::kInteraction);
+  settings.SetMaxRuns(50);  // not a design setting: stays
+  spec.RestoreWithoutDesign(settings);
+  EXPECT_EQ(spec.GetDesignType(), EDesign::kNone);
+  EXPECT_EQ(spec.GetDesignBuilder(), nullptr);
+  EXPECT_FALSE(spec.IsDesignGenerated());
+  EXPECT_EQ(spec.GetRuns(), 7);
+  EXPECT_EQ(spec.GetBlocks(), 2U);
+  EXPECT_EQ(spec.GetCenterPoints(), 5);
+  EXPECT_EQ(spec.GetProcessModel(), EModel::kInteraction);
+  EXPECT_EQ(spec.GetMaxLegalRuns(), DesignOptions::kDefaultMaxRuns);
+  EXPECT_EQ(Names(spec.GetTermInfo()), "Constant A B C A*B A*C B*C");
+  EXPECT_FALSE(spec.IsTermListEdited());
+  // The setters still ask a builder, and there is none.
+  EXPECT_FALSE(spec.SetCenterPoints(1));
+  EXPECT_FALSE(spec.SetRuns(8, false));
+  EXPECT_EQ(spec.GetCenterPoints(), 5);
+}
+
 TEST(ModelSpec, BlockCountsFollowTheTableForEachDesign) {
   struct Row {
     const char* name;

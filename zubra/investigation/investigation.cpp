@@ -736,10 +736,10 @@ json_value Investigation::DesignToJson() const {
   const ModelSpec& spec = *model_;
   json_value design = json_value::object();
   design["objective"] = EObjective::GetString(spec.GetObjective());
-  if (spec.GetDesignType() != EDesign::kNone) {
-    design["type"] = EDesign::GetString(spec.GetDesignType());
-    design["name"] = spec.GetDesignName();
-  }
+  // "None" says that the set-up holds no design, also where its objective would choose one
+  // (a stored set-up that had none); the settings below are then its own.
+  design["type"] = EDesign::GetString(spec.GetDesignType());
+  if (spec.GetDesignType() != EDesign::kNone) design["name"] = spec.GetDesignName();
   if (spec.GetProcessModel() != EModel::kNone) {
     design["model"] = EModel::GetString(spec.GetProcessModel());
   }
@@ -853,7 +853,19 @@ void Investigation::DesignFromJson(const json_value& design, std::vector<std::st
   }
   const std::optional<std::string> type_text = text("type");
   const std::optional<std::string> name = text("name");
-  if (type_text.has_value() || name.has_value()) {
+  // No design: the set-up says so ("None", which the writer gives for a set-up without one),
+  // or its objective and factors leave none to serve it. Its runs, centre points, blocks and
+  // models are then kept as given, with no builder to ask, and taken together below.
+  const bool names_no_design =
+      type_text.has_value() &&
+      KtStdString::EqualsNoCase(*type_text, EDesign::GetString(EDesign::kNone));
+  if (names_no_design && name.has_value() && !name->empty()) {
+    problems.push_back(ExceptionMessage::translate("{}: the design '{}' has no type.") % where %
+                       *name);
+  }
+  const bool no_design = names_no_design || (!type_text.has_value() && !name.has_value() &&
+                                             spec.GetDesignType() == EDesign::kNone);
+  if (!no_design && (type_text.has_value() || name.has_value())) {
     EDesign::Type type = type_text ? EDesign::GetType(*type_text) : spec.GetDesignType();
     if (type == EDesign::kNone && name.has_value()) {
       // The design named by its builder's name alone ("CCF", "D-Optimal").
@@ -879,9 +891,7 @@ void Investigation::DesignFromJson(const json_value& design, std::vector<std::st
       problems.push_back(ExceptionMessage::translate("{}: the design '{}' cannot be used: {}") %
                          where % type_text.value_or(name.value_or("")) % why);
     }
-  } else {
-    // A model the set-up already holds is taken as it is, even when no design is there to
-    // carry it (the objective's default models of a set-up that has none).
+  } else if (!no_design) {
     if (model && *model != spec.GetProcessModel() && !spec.ChangeProcessModel(*model)) {
       problems.push_back(ExceptionMessage::translate("{}: no design can carry the model '{}'.") %
                          where % EModel::GetString(*model));
@@ -909,38 +919,64 @@ void Investigation::DesignFromJson(const json_value& design, std::vector<std::st
           where % DOptimalOptions::kMaxWholePlots % DOptimalOptions::kMaxRatio);
     }
   }
-  if (const std::optional<int> runs = integer("runs"); runs && *runs > 0) {
-    spec.SetRuns(*runs, false);  // the design's own check below names what is wrong
-  }
-  if (const std::optional<int> blocks = integer("blocks"); blocks && *blocks != 1) {
-    if (*blocks < 1 || !spec.SetBlocks(static_cast<std::size_t>(*blocks))) {
-      std::string offered;
-      for (std::size_t count : spec.GetAvalibleBlocks()) {
-        offered += (offered.empty() ? "" : ", ") + std::to_string(count);
-      }
-      problems.push_back(ExceptionMessage::translate("{}: the design cannot be divided into {} "
-                                                     "blocks; it offers {}.") %
-                         where % *blocks % offered);
+  const std::optional<int> runs = integer("runs");
+  const std::optional<int> blocks = integer("blocks");
+  const std::optional<int> centers = integer("centerPoints");
+  if (no_design) {
+    DesignOptions kept = spec.GetDesignOptions();
+    if (model) kept.SetProcessModel(*model);
+    if (mixture_model) kept.SetMixtureModel(*mixture_model);
+    if (runs && !kept.SetRuns(*runs)) {
+      problems.push_back(ExceptionMessage::translate("{}: the runs may not be negative.") % where);
     }
-  }
-  // The count the set-up already holds is taken as it is: without a design there is no builder
-  // to accept it, and the writer gives it all the same.
-  const auto per_block_now = [&spec](int per_block) {
-    return static_cast<std::int64_t>(per_block) * static_cast<std::int64_t>(spec.GetBlocks()) ==
-           spec.GetCenterPoints();
-  };
-  if (const std::optional<int> centers = integer("centerPoints");
-      centers && !per_block_now(*centers) && !spec.SetCenterPoints(*centers)) {
-    problems.push_back(ExceptionMessage::translate("{}: the design cannot have {} centre points "
-                                                   "in each block.") %
-                       where % *centers);
+    if (blocks && (*blocks < 1 || !kept.SetBlocks(static_cast<unsigned>(*blocks)))) {
+      problems.push_back(ExceptionMessage::translate("{}: there must be at least one block.") %
+                         where);
+    }
+    if (centers) {
+      const std::int64_t total =
+          static_cast<std::int64_t>(*centers) * static_cast<std::int64_t>(kept.GetBlocks());
+      if (total < 0 || total > std::numeric_limits<int>::max() ||
+          !kept.SetCenterPoints(static_cast<int>(total))) {
+        problems.push_back(ExceptionMessage::translate("{}: the design cannot have {} centre "
+                                                       "points in each block.") %
+                           where % *centers);
+      }
+    }
+    spec.RestoreWithoutDesign(kept);
+  } else {
+    if (runs && *runs > 0) {
+      spec.SetRuns(*runs, false);  // the design's own check below names what is wrong
+    }
+    if (blocks && *blocks != 1) {
+      if (*blocks < 1 || !spec.SetBlocks(static_cast<std::size_t>(*blocks))) {
+        std::string offered;
+        for (std::size_t count : spec.GetAvalibleBlocks()) {
+          offered += (offered.empty() ? "" : ", ") + std::to_string(count);
+        }
+        problems.push_back(ExceptionMessage::translate("{}: the design cannot be divided into {} "
+                                                       "blocks; it offers {}.") %
+                           where % *blocks % offered);
+      }
+    }
+    // A count the set-up already holds is taken as it is, as the design was chosen with it.
+    const bool held = centers && static_cast<std::int64_t>(*centers) *
+                                         static_cast<std::int64_t>(spec.GetBlocks()) ==
+                                     spec.GetCenterPoints();
+    if (centers && !held && !spec.SetCenterPoints(*centers)) {
+      problems.push_back(ExceptionMessage::translate("{}: the design cannot have {} centre "
+                                                     "points in each block.") %
+                         where % *centers);
+    }
   }
   if (const std::optional<int> replicates = integer("replicates");
       replicates && !spec.SetReplicates(*replicates)) {
     problems.push_back(ExceptionMessage::translate("{}: the replicates may not be negative.") %
                        where);
   }
-  if (const std::optional<int> runs = integer("replicatedRuns")) spec.SetReplicatedRuns(*runs);
+  if (const std::optional<int> repeated = integer("replicatedRuns")) {
+    spec.SetReplicatedRuns(*repeated);
+  }
   if (const json_value* value =
           Member(design, "blockInteractions", Kind::boolean, where, problems)) {
     spec.SetBlocksInteractions(value->get<bool>());

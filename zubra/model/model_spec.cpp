@@ -331,6 +331,24 @@ void ModelSpec::KeepNoDesign() {
   ApplyKind(MutableDesignOptions(), EDesign::kNone, pm_interaction_);
 }
 
+void ModelSpec::RestoreWithoutDesign(const DesignOptions& settings) {
+  const bool rebuild = design_type_ != EDesign::kNone ||
+                       settings.GetProcessModel() != GetProcessModel() ||
+                       settings.GetMixtureModel() != GetMixtureModel();
+  KeepNoDesign();
+  DesignOptions& options = MutableDesignOptions();
+  options.SetRuns(settings.GetRuns());
+  options.SetCenterPoints(settings.GetCenterPoints());
+  options.SetBlocks(settings.GetBlocks());
+  options.SetProcessModel(settings.GetProcessModel());
+  options.SetMixtureModel(settings.GetMixtureModel());
+  if (rebuild) {
+    MakeDefaultModel();
+  } else {
+    Discard();
+  }
+}
+
 void ModelSpec::ChooseBestDesign() {
   const DesignBuilder* best = GetUserDesign();
   if (best == nullptr &&

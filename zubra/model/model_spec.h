@@ -139,6 +139,15 @@ class ModelSpec : public Objective {
   void SetObjectiveForDesignWizard(EObjective::Type objective);
   // When a builder exists, lowers the runs to the largest the builder offers for the factors.
   void AssureMaxRuns();
+  // Leaves the set-up without a design and gives it back the settings a set-up without one
+  // still holds: the runs, the total centre points, the blocks and both model types of
+  // `settings`, taken as they are, since there is no builder to judge them (the setters below
+  // refuse them for that reason). A set-up keeps these when its objective or factors leave no
+  // design to serve it, and its stored forms hold them; a reader of such a form uses this to
+  // give them back, as Load does from the stored design options. The objective, the most runs,
+  // the other settings and the family's options of `settings` are not taken. The designs are
+  // discarded; the term list is rebuilt when a design was dropped or a model changed.
+  void RestoreWithoutDesign(const DesignOptions& settings);
 
   // --- Settings. -------------------------------------------------------------------------------
 
