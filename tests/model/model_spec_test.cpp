@@ -757,6 +757,16 @@ TEST(ModelSpec, GarbledAndOlderStoredFormsLoadAsFarAsTheyAreSound) {
          second.WriteInt("V1", 2);
        },
        "Full Factorial", EModel::kLinear, "Constant B"},
+      {"a number stored behind a zero: its term, once",
+       [](ConfigurationSection& root) {
+         ConfigurationSection& terms = root.CreateChild("NewModelSpec").CreateChild("TermInfo");
+         terms.CreateChild("Term", 1).WriteInt("V1", 3);
+         terms.CreateChild("Term", 2).WriteInt("V2", 3);  // C again
+         ConfigurationSection& third = terms.CreateChild("Term", 3);
+         third.WriteInt("V2", 1);
+         third.WriteInt("V3", 2);  // A*B
+       },
+       "Full Factorial", EModel::kLinear, "C A*B"},
       {"no design chosen: the models stay, no design stands in",
        [](ConfigurationSection& root) {
          ConfigurationSection& spec = root.CreateChild("NewModelSpec");

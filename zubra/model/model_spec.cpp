@@ -1333,14 +1333,20 @@ void ModelSpec::LoadTerms(const ConfigurationSection& section) {
     return;
   }
   const int factor_count = GetVariables() != nullptr ? GetVariables()->GetFactorCount() : 0;
-  for (int i = loaded.GetNItm(); i >= 1; --i) {
+  TermInfo kept(kTermListName);
+  for (int i = 1; i <= loaded.GetNItm(); ++i) {
     const std::array<int, 3> f = FactorsOf(loaded, i);
     if (std::any_of(f.begin(), f.end(), [&](int n) { return n < 0 || n > factor_count; })) {
-      loaded.DelItm(i);  // names a factor the set does not hold
+      continue;  // names a factor the set does not hold
     }
+    // A number stored behind a zero ("V2" without "V1") belongs to the term of the numbers
+    // given, which may already be in the list: the list holds each term once.
+    int numbers[4] = {0, f[0], f[1], f[2]};
+    SortTerm(numbers);
+    const TermData* term = loaded.GetTerm(i);
+    kept.AddItm(term->GetNum(), term->GetName(), numbers[1], numbers[2], numbers[3]);
   }
-  loaded.SetINam(kTermListName);
-  terms_ = std::move(loaded);
+  terms_ = std::move(kept);
   // Each term takes the name its factors give it, as SetTermInfo gives it: a stored name is
   // missing, stale (an abbreviation changed since) or, in an edited file, another term's.
   RebuildTermNames();
