@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <fstream>
 #include <map>
 #include <memory>
@@ -136,20 +137,37 @@ TEST(Investigation, AConstraintWithoutALimitSurvivesEditsAndTheJsonForm) {
 }
 
 TEST(Investigation, AnEditedTermListKeepsItsOrderInEveryForm) {
-  std::unique_ptr<Investigation> study = Study();
-  TermInfo terms("Model");
-  terms.AddItm(0, "", 1, 2, 0);  // T*Ti before its main effects and the constant
-  terms.AddItm(0, "", 2, 0, 0);
-  terms.AddItm(0, "", 0, 0, 0);
-  terms.AddItm(0, "", 1, 0, 0);
-  ASSERT_TRUE(study->GetModelSpec().SetTermInfo(terms));
-  const json_value json = study->ToJson();
-  EXPECT_EQ(json["design"]["terms"], ParseJson(R"(["T*Ti", "Ti", "Constant", "T"])"));
-  EXPECT_EQ(Investigation::FromJson(json)->ToJson(), json);
+  struct Row {
+    const char* name;
+    std::vector<std::array<int, 3>> terms;
+    const char* written;
+  };
+  const Row rows[] = {
+      {"the constant among the terms",
+       {{1, 2, 0}, {2, 0, 0}, {0, 0, 0}, {1, 0, 0}},
+       R"(["T*Ti", "Ti", "Constant", "T"])"},
+      // Fewer terms than the optimal options' own model, which the flat INI form must not mix
+      // in with the term list.
+      {"no constant, few terms", {{1, 2, 0}, {2, 0, 0}}, R"(["T*Ti", "Ti"])"},
+  };
   ScratchFolder folder;
-  const std::string xml = folder.File("terms.xml");
-  study->Save(xml);
-  EXPECT_EQ(Investigation::Open(xml)->ToJson(), json);
+  Study()->Save(folder.File("first.ini"));
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.name);
+    // Read from the INI form, whose optimal options hold a model of their own.
+    std::unique_ptr<Investigation> study = Investigation::Open(folder.File("first.ini"));
+    TermInfo terms("Model");
+    for (const auto& [f1, f2, f3] : row.terms) terms.AddItm(0, "", f1, f2, f3);
+    ASSERT_TRUE(study->GetModelSpec().SetTermInfo(terms));
+    const json_value json = study->ToJson();
+    EXPECT_EQ(json["design"]["terms"], ParseJson(row.written));
+    EXPECT_EQ(Investigation::FromJson(json)->ToJson(), json);
+    for (const char* name : {"terms.xml", "terms.ini"}) {
+      SCOPED_TRACE(name);
+      study->Save(folder.File(name));
+      EXPECT_EQ(Investigation::Open(folder.File(name))->ToJson(), json);
+    }
+  }
 }
 
 TEST(Investigation, AMaximumOfRunsBelowTheChosenDesignReadsBackAndIsReported) {

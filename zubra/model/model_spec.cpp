@@ -1474,11 +1474,18 @@ void ModelSpec::SaveOld(ConfigurationSection* section) const {
                                  ? design_name_
                                  : EDesign::GetString(design_type_));
   spec.WriteString("DesignData", design_data_);
-  GetDesignOptions().Save(spec);
+  // In the flat INI form every "Term" section shares one name space, so the optimal options'
+  // copy of the model would mix with the term list's terms. It is the term list's model, put
+  // in again at each generation (GenerationOptions), and is left out here.
+  DesignOptions options = GetDesignOptions();
+  if (auto* optimal = dynamic_cast<DOptimalOptions*>(options.GetDesignSpecificOptions())) {
+    optimal->SetModel(DesignModel());
+  }
+  options.Save(spec);
   spec.WriteBool("BlockInteractions", block_interactions_);
   spec.WriteBool("UseAdjustments", use_adjustments_);
   spec.WriteBool("isPMInteraction", pm_interaction_);
-  if (const DesignSpecificOptions* specific = GetDesignOptions().GetDesignSpecificOptions()) {
+  if (const DesignSpecificOptions* specific = options.GetDesignSpecificOptions()) {
     if (specific->GetKind() == Kind::kDOptimal) {
       specific->Save(spec.CreateChild("DOptimal"));
     } else {
