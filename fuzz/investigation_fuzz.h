@@ -3,10 +3,12 @@
 // with the same text dumps.
 #pragma once
 
+#include <algorithm>
 #include <memory>
 #include <string>
 
 #include "fuzz/fuzz_support.h"
+#include "zubra/platform/base/general_settings.h"
 #include "zubra/platform/design/nc_design.h"
 #include "zubra/platform/util/ini_file_section.h"
 #include "zubra/platform/util/tinyxml2_section.h"
@@ -36,6 +38,18 @@ std::unique_ptr<Investigation> ThroughSection(const Investigation& study) {
   return again;
 }
 
+// The JSON form `json` as its reader gives it back: the options' reader clamps the replicate
+// tolerance into its range, which the stored sections hold unchecked.
+inline json_value AsJsonReadsIt(json_value json) {
+  if (json.contains("options") && json["options"].contains("replicateTolerance")) {
+    json_value& tolerance = json["options"]["replicateTolerance"];
+    if (tolerance.is_number()) {
+      tolerance = std::clamp(tolerance.get<double>(), 0.0, GeneralSettings::kMaxReplicateTolerance);
+    }
+  }
+  return json;
+}
+
 inline void CheckReadInvestigation(const Investigation& study) {
   static_cast<void>(study.Check());
   const json_value json = study.ToJson();
@@ -44,7 +58,7 @@ inline void CheckReadInvestigation(const Investigation& study) {
   const std::unique_ptr<Investigation> from_json =
       ReadOrNothing([&] { return Investigation::FromJson(json); });
   Require(from_json != nullptr, "a written investigation does not read back from JSON");
-  Require(from_json->ToJson() == json, "the JSON form reads back different");
+  Require(from_json->ToJson() == AsJsonReadsIt(json), "the JSON form reads back different");
   Require(Dumps(*from_json, true) == Dumps(study, true), "the JSON form changes the text dumps");
 
   const std::unique_ptr<Investigation> from_xml = ThroughSection<TinyXML2Section>(study);
