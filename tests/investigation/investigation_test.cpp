@@ -230,6 +230,62 @@ TEST(Investigation, ASetUpWithoutADesignKeepsItsSettingsInEveryForm) {
   }
 }
 
+TEST(Investigation, HandEditedStoredSetUpsReadBackFromEveryForm) {
+  // Stored set-ups that no setter makes but an edited or damaged file holds: each opens, and
+  // its JSON, XML and INI forms read back as the same investigation.
+  struct Row {
+    const char* name;
+    std::vector<std::pair<std::string, std::string>> edits;  // INI text replaced
+    void (*expect)(const Investigation&);
+  };
+  const std::vector<Row> rows = {
+      {"most runs above the usual 10000",
+       {{"MaxLegalRuns=10000", "MaxLegalRuns=20000"}},
+       [](const Investigation& study) {
+         EXPECT_EQ(study.GetModelSpec().GetMaxLegalRuns(), 20000);
+         EXPECT_EQ(study.ToJson()["design"]["maxRuns"], 20000);
+       }},
+      {"centre points the blocks do not divide: rounded up per block",
+       {{"Centerpoints=0", "Centerpoints=3"}, {"Blocks=1", "Blocks=2"}},
+       [](const Investigation& study) {
+         EXPECT_EQ(study.GetModelSpec().GetBlocks(), 2U);
+         EXPECT_EQ(study.GetModelSpec().GetCenterPoints(), 4);
+         EXPECT_EQ(study.ToJson()["design"]["centerPoints"], 2);
+       }},
+      {"a design the factors cannot carry: kept, and reported",
+       {{"Design=DOptimal", "Design=SimplexLattice"}},
+       [](const Investigation& study) {
+         EXPECT_EQ(study.GetModelSpec().GetDesignType(), EDesign::kSimplexLattice);
+         EXPECT_EQ(study.ToJson()["design"]["unusable"], true);
+         EXPECT_FALSE(study.Check().empty());
+       }},
+  };
+  ScratchFolder folder;
+  Study()->Save(folder.File("study.ini"));
+  const std::string original = ReadAll(folder.File("study.ini"));
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.name);
+    std::string text = original;
+    for (const auto& [from, to] : row.edits) {
+      ASSERT_NE(text.find(from), std::string::npos) << from;
+      for (std::size_t at = text.find(from); at != std::string::npos; at = text.find(from, at)) {
+        text.replace(at, from.size(), to);
+        at += to.size();
+      }
+    }
+    WriteAll(folder.File("edited.ini"), text);
+    const std::unique_ptr<Investigation> study = Investigation::Open(folder.File("edited.ini"));
+    row.expect(*study);
+    const json_value json = study->ToJson();
+    EXPECT_EQ(Investigation::FromJson(json)->ToJson(), json);
+    for (const char* name : {"again.json", "again.xml", "again.ini"}) {
+      SCOPED_TRACE(name);
+      study->Save(folder.File(name));
+      EXPECT_EQ(Investigation::Open(folder.File(name))->ToJson(), json);
+    }
+  }
+}
+
 TEST(Investigation, TheJsonFormKeepsTheUseOfAFactorGivenBySettings) {
   // The factor form gives a factor with settings the use its settings imply (two or more:
   // controlled); the investigation writes any other use beside it.

@@ -564,6 +564,52 @@ TEST_F(WorksheetTest, FieldsAreReadUpToANulByteAndWithoutTheReturnsThatEndThem) 
   EXPECT_EQ(again.ToText(), sheet.ToText());
 }
 
+TEST_F(WorksheetTest, AQualitativeCellHoldsTextInEveryForm) {
+  // Settings are names: "01" and "0." are not numbers there, and a number given for such a
+  // cell is kept as its text. The other cells still read number-like text as numbers.
+  struct Row {
+    const char* name;
+    void (*set)(WorksheetInfo&);
+    const char* json;  // the JSON form's row
+  };
+  const Row rows[] = {
+      {"number-like texts", [](WorksheetInfo& s) { s.SetValue(1, "Cat", "01"); },
+       R"([1, "", "N1", 1, "In", null, "01", null])"},
+      {"a text ending in a point", [](WorksheetInfo& s) { s.SetValue(1, "Cat", "0."); },
+       R"([1, "", "N1", 1, "In", null, "0.", null])"},
+      {"a number: its shortest text", [](WorksheetInfo& s) { s.SetValue(1, "Cat", 2.5); },
+       R"([1, "", "N1", 1, "In", null, "2.5", null])"},
+      {"a missing number: the empty text", [](WorksheetInfo& s) { s.SetValue(1, "Cat", kUndefined); },
+       R"([1, "", "N1", 1, "In", null, "", null])"},
+      {"a quantitative cell still reads numbers",
+       [](WorksheetInfo& s) {
+         s.SetValue(1, "Temp", "01");
+         s.SetValue(1, "Yield", "0.");
+       },
+       R"([1, "", "N1", 1, "In", 1.0, "", 0.0])"},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.name);
+    WorksheetInfo sheet = Sheet(1);
+    row.set(sheet);
+    ASSERT_EQ(sheet.ToJson()["rows"][0], ParseJson(row.json));
+    WorksheetInfo from_text(&variables_);
+    std::string message;
+    ASSERT_TRUE(from_text.FromText(sheet.ToText(), &message)) << message;
+    EXPECT_EQ(from_text.ToJson(), sheet.ToJson());
+    WorksheetInfo from_json(&variables_);
+    from_json.FromJson(sheet.ToJson());
+    EXPECT_EQ(from_json.ToText(), sheet.ToText());
+  }
+  // A JSON number in a qualitative cell is read as its text, a JSON string elsewhere as user
+  // text: a number when it reads as one, missing when empty.
+  WorksheetInfo sheet(&variables_);
+  sheet.FromJson(ParseJson(
+      R"({"columns": ["ExpNo", "Cat", "Temp", "Yield"], "rows": [[1, 3, "0.", ""], [2, "", "x", 4]]})"));
+  EXPECT_EQ(sheet.ToJson()["rows"][0], ParseJson(R"([1, "", "", 0, "In", 0.0, "3", null])"));
+  EXPECT_EQ(sheet.ToJson()["rows"][1], ParseJson(R"([2, "", "", 0, "In", "x", "", 4.0])"));
+}
+
 TEST_F(WorksheetTest, ReadingKeepsTheNumberIndexForRowsInAnyOrder) {
   const std::string file =
       "ExpNo\tExpName\tRunOrder\tInOut\tYield\tTemp\n"

@@ -740,6 +740,10 @@ json_value Investigation::DesignToJson() const {
   // (a stored set-up that had none); the settings below are then its own.
   design["type"] = EDesign::GetString(spec.GetDesignType());
   if (spec.GetDesignType() != EDesign::kNone) design["name"] = spec.GetDesignName();
+  // A stored design the set-up cannot carry reads back as it stands, not chosen anew.
+  if (spec.GetDesignType() != EDesign::kNone && !spec.IsDesignChoosable()) {
+    design["unusable"] = true;
+  }
   if (spec.GetProcessModel() != EModel::kNone) {
     design["model"] = EModel::GetString(spec.GetProcessModel());
   }
@@ -807,7 +811,7 @@ void Investigation::DesignFromJson(const json_value& design, std::vector<std::st
                         "replicatedRuns", "blocks",        "blockInteractions",
                         "starDistance",   "layers",        "maxRuns",
                         "wholePlots",     "varianceRatio", "terms",
-                        "inclusions",     "seed"},
+                        "inclusions",     "seed",          "unusable"},
                where, problems);
   using Kind = json_value::value_t;
   ModelSpec& spec = *model_;
@@ -851,6 +855,15 @@ void Investigation::DesignFromJson(const json_value& design, std::vector<std::st
           Member(design, "processMixtureInteraction", Kind::boolean, where, problems)) {
     spec.SetPMInteraction(value->get<bool>());
   }
+  // A maximum of runs above the current one is taken first, so that the design is chosen
+  // under it; a lower one comes after the design (below).
+  const std::optional<int> most = integer("maxRuns");
+  if (most && *most < 1) {
+    problems.push_back(ExceptionMessage::translate("{}: the most runs must be at least 1.") %
+                       where);
+  } else if (most && *most > spec.GetMaxLegalRuns()) {
+    spec.RestoreMaxRuns(*most);
+  }
   const std::optional<std::string> type_text = text("type");
   const std::optional<std::string> name = text("name");
   // No design: the set-up says so ("None", which the writer gives for a set-up without one),
@@ -865,6 +878,11 @@ void Investigation::DesignFromJson(const json_value& design, std::vector<std::st
   }
   const bool no_design = names_no_design || (!type_text.has_value() && !name.has_value() &&
                                              spec.GetDesignType() == EDesign::kNone);
+  // "unusable": a stored set-up holds a design its factors, objective or models cannot carry
+  // (the writer says so); it is taken as it stands, as the section loaders take it, and
+  // IsLegal and Check() tell why it cannot be used.
+  const json_value* unusable_member = Member(design, "unusable", Kind::boolean, where, problems);
+  const bool unusable = !no_design && unusable_member != nullptr && unusable_member->get<bool>();
   if (!no_design && (type_text.has_value() || name.has_value())) {
     EDesign::Type type = type_text ? EDesign::GetType(*type_text) : spec.GetDesignType();
     if (type == EDesign::kNone && name.has_value()) {
@@ -874,7 +892,13 @@ void Investigation::DesignFromJson(const json_value& design, std::vector<std::st
       }
     }
     const bool process = spec.GetFactors().GetFactors().GetProcessCount() > 0;
-    if (!spec.ChangeCurrentDesign(
+    if (unusable) {
+      if (!spec.RestoreUnusableDesign(type, name.value_or(""), spec.GetDesignOptions())) {
+        problems.push_back(ExceptionMessage::translate("{}: the design '{}' cannot be used: {}") %
+                           where % type_text.value_or(name.value_or("")) %
+                           ExceptionMessage::translate("There is no design available."));
+      }
+    } else if (!spec.ChangeCurrentDesign(
             type, name.value_or(""), spec.GetObjective(),
             process ? model.value_or(spec.GetProcessModel()) : EModel::kNone,
             mixture_model.value_or(process ? spec.GetMixtureModel()
@@ -891,7 +915,7 @@ void Investigation::DesignFromJson(const json_value& design, std::vector<std::st
       problems.push_back(ExceptionMessage::translate("{}: the design '{}' cannot be used: {}") %
                          where % type_text.value_or(name.value_or("")) % why);
     }
-  } else if (!no_design) {
+  } else if (!no_design && !unusable) {
     if (model && *model != spec.GetProcessModel() && !spec.ChangeProcessModel(*model)) {
       problems.push_back(ExceptionMessage::translate("{}: no design can carry the model '{}'.") %
                          where % EModel::GetString(*model));
@@ -922,7 +946,7 @@ void Investigation::DesignFromJson(const json_value& design, std::vector<std::st
   const std::optional<int> runs = integer("runs");
   const std::optional<int> blocks = integer("blocks");
   const std::optional<int> centers = integer("centerPoints");
-  if (no_design) {
+  if (no_design || unusable) {
     DesignOptions kept = spec.GetDesignOptions();
     if (model) kept.SetProcessModel(*model);
     if (mixture_model) kept.SetMixtureModel(*mixture_model);
@@ -943,7 +967,11 @@ void Investigation::DesignFromJson(const json_value& design, std::vector<std::st
                            where % *centers);
       }
     }
-    spec.RestoreWithoutDesign(kept);
+    if (unusable) {
+      spec.RestoreUnusableDesign(spec.GetDesignType(), spec.GetDesignName(), kept);
+    } else {
+      spec.RestoreWithoutDesign(kept);
+    }
   } else {
     if (runs && *runs > 0) {
       spec.SetRuns(*runs, false);  // the design's own check below names what is wrong
@@ -988,14 +1016,9 @@ void Investigation::DesignFromJson(const json_value& design, std::vector<std::st
       problems.push_back(where + ": " + message);
     }
   }
-  // The most runs come after the design, as a stored set-up holds them: a design chosen
+  // A lower maximum comes after the design, as a stored set-up holds it: a design chosen
   // under a larger maximum stays chosen, and Check() tells when it no longer fits.
-  if (const std::optional<int> most = integer("maxRuns")) {
-    if (!spec.SetMaxRuns(*most)) {
-      problems.push_back(ExceptionMessage::translate("{}: the most runs must be from 1 to {}.") %
-                         where % spec.GetMaxLegalRuns());
-    }
-  }
+  if (most && *most >= 1 && *most < spec.GetMaxLegalRuns()) spec.SetMaxRuns(*most);
   if (const json_value* terms = Member(design, "terms", Kind::array, where, problems)) {
     TermInfo list("Model");
     for (const json_value& term : *terms) {

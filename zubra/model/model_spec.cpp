@@ -284,6 +284,33 @@ void ModelSpec::SetModelsIn(DesignOptions& options, EModel::Type model) const {
   if (!factors.IsMixture()) options.SetMixtureModel(EModel::kNone);
 }
 
+DesignOptions ModelSpec::FreshOptions(const DesignBuilder& builder,
+                                      const DesignOptions& options) const {
+  DesignOptions fresh;
+  fresh.SetObjective(options.GetObjective());
+  fresh.SetMaxRuns(options.GetMaxRuns());
+  fresh.SetProcessModel(options.GetProcessModel());
+  fresh.SetMixtureModel(options.GetMixtureModel());
+  if (const DesignSpecificOptions* specific = options.GetDesignSpecificOptions()) {
+    fresh.SetDesignSpecificOptions(specific->Clone());
+  }
+  return builder.MakeOptions(GetFactors().GetFactors(), fresh);
+}
+
+bool ModelSpec::IsDesignChoosable() const {
+  const DesignBuilder* builder = GetDesignBuilder();
+  if (builder == nullptr) return false;
+  // The options a reader starts from: the family's defaults, the objective and models held,
+  // and no lower maximum of runs than the usual one (a lower one comes after the design).
+  DesignOptions base;
+  base.SetObjective(GetObjective());
+  base.SetMaxRuns(std::max(GetMaxLegalRuns(), DesignOptions::kDefaultMaxRuns));
+  base.SetProcessModel(GetProcessModel());
+  base.SetMixtureModel(GetMixtureModel());
+  ApplyKind(base, builder->GetType(), pm_interaction_);
+  return builder->IsValid(GetFactors().GetFactors(), FreshOptions(*builder, base));
+}
+
 bool ModelSpec::SwitchTo(const DesignBuilder* builder, DesignOptions options, bool keep_settings) {
   const Factors& factors = GetFactors().GetFactors();
   const EDesign::Type type = builder->GetType();
@@ -307,15 +334,7 @@ bool ModelSpec::SwitchTo(const DesignBuilder* builder, DesignOptions options, bo
     }
     options.SetReplicatedRuns(std::min(options.GetReplicatedRuns(), options.GetRuns()));
   } else {
-    DesignOptions fresh;
-    fresh.SetObjective(options.GetObjective());
-    fresh.SetMaxRuns(options.GetMaxRuns());
-    fresh.SetProcessModel(options.GetProcessModel());
-    fresh.SetMixtureModel(options.GetMixtureModel());
-    if (const DesignSpecificOptions* specific = options.GetDesignSpecificOptions()) {
-      fresh.SetDesignSpecificOptions(specific->Clone());
-    }
-    options = builder->MakeOptions(factors, fresh);
+    options = FreshOptions(*builder, options);
   }
   if (!builder->IsValid(factors, options)) return false;
   design_type_ = type;
@@ -332,10 +351,30 @@ void ModelSpec::KeepNoDesign() {
 }
 
 void ModelSpec::RestoreWithoutDesign(const DesignOptions& settings) {
-  const bool rebuild = design_type_ != EDesign::kNone ||
+  RestoreDesign(nullptr, settings);
+}
+
+bool ModelSpec::RestoreUnusableDesign(EDesign::Type type, const std::string& name,
+                                      const DesignOptions& settings) {
+  const DesignBuilder* builder = AllDesigns::GetDesignBuilder(type, name);
+  if (builder == nullptr) return false;
+  RestoreDesign(builder, settings);
+  return true;
+}
+
+void ModelSpec::RestoreDesign(const DesignBuilder* builder, const DesignOptions& settings) {
+  const EDesign::Type type = builder != nullptr ? builder->GetType() : EDesign::kNone;
+  const std::string name = builder != nullptr ? builder->GetName() : std::string();
+  const bool rebuild = design_type_ != type || design_name_ != name ||
                        settings.GetProcessModel() != GetProcessModel() ||
                        settings.GetMixtureModel() != GetMixtureModel();
-  KeepNoDesign();
+  if (builder == nullptr) {
+    KeepNoDesign();
+  } else {
+    design_type_ = type;
+    design_name_ = name;
+    ApplyKind(MutableDesignOptions(), type, pm_interaction_);
+  }
   DesignOptions& options = MutableDesignOptions();
   options.SetRuns(settings.GetRuns());
   options.SetCenterPoints(settings.GetCenterPoints());

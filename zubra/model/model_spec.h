@@ -148,6 +148,16 @@ class ModelSpec : public Objective {
   // the other settings and the family's options of `settings` are not taken. The designs are
   // discarded; the term list is rebuilt when a design was dropped or a model changed.
   void RestoreWithoutDesign(const DesignOptions& settings);
+  // The same for a set-up that holds the design of `type` and `name` although its factors,
+  // objective or models cannot carry it (a stored set-up edited or damaged since; IsLegal
+  // says why): the design is made current without the builder's check, with the settings
+  // RestoreWithoutDesign takes. False, nothing changed, when the catalogue has no such design.
+  bool RestoreUnusableDesign(EDesign::Type type, const std::string& name,
+                             const DesignOptions& settings);
+  // True when the current design could be chosen again as it is chosen anew
+  // (ChangeCurrentDesign with the objective and models held, from the family's default
+  // settings); false without a design, and for a stored design the set-up cannot carry.
+  [[nodiscard]] bool IsDesignChoosable() const;
 
   // --- Settings. -------------------------------------------------------------------------------
 
@@ -452,6 +462,13 @@ class ModelSpec : public Objective {
   // Makes `builder`'s design current with `options` (clamped or reset, see
   // ChangeCurrentDesign); false, changing nothing, when the builder refuses them.
   bool SwitchTo(const DesignBuilder* builder, DesignOptions options, bool keep_settings);
+  // The options a newly chosen design of `builder` starts from: its defaults for the factors,
+  // with the objective, the most runs, the models and the family settings of `options`.
+  [[nodiscard]] DesignOptions FreshOptions(const DesignBuilder& builder,
+                                           const DesignOptions& options) const;
+  // Makes `builder`'s design (none when null) current with the settings RestoreWithoutDesign
+  // describes.
+  void RestoreDesign(const DesignBuilder* builder, const DesignOptions& settings);
   // Makes the best design of the catalogue current (linear models when the objective's usual
   // ones have none); no design when none accepts the factors.
   void ChooseBestDesign();

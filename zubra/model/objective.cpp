@@ -1,5 +1,8 @@
 #include "zubra/model/objective.h"
 
+#include <algorithm>
+#include <cstdint>
+#include <limits>
 #include <optional>
 #include <string>
 #include <utility>
@@ -161,6 +164,12 @@ bool Objective::SetMaxRuns(int runs) {
   return true;
 }
 
+bool Objective::RestoreMaxRuns(int runs) {
+  if (!options_.SetMaxRuns(runs)) return false;
+  RecomputeAvailable();
+  return true;
+}
+
 int Objective::GetLayers() const {
   const auto* onion = dynamic_cast<const OnionOptions*>(options_.GetDesignSpecificOptions());
   return onion != nullptr ? onion->GetNLayers() : 1;
@@ -273,6 +282,15 @@ void Objective::LoadDesignOptions(const ConfigurationSection& section) {
     options_.Load(section);
   } catch (const Exception&) {
     LoadOptionsLeniently(section, options_);
+  }
+  // Centre points are set per block: a stored total that the blocks do not divide (edited by
+  // hand, or from a damaged file) is rounded up to the next whole number per block, so that
+  // no centre point is lost and every form of the set-up holds the same count.
+  const std::int64_t blocks = std::max(1U, options_.GetBlocks());
+  const std::int64_t centers = options_.GetCenterPoints();
+  if (centers % blocks != 0) {
+    const std::int64_t most = std::numeric_limits<int>::max() / blocks * blocks;
+    options_.SetCenterPoints(static_cast<int>(std::min((centers / blocks + 1) * blocks, most)));
   }
 }
 

@@ -96,8 +96,11 @@ class Objective {
   [[nodiscard]] int GetMaxLegalRuns() const { return options_.GetMaxRuns(); }
   // Lowers the maximum: false (nothing changed) when `runs` is above the current maximum or
   // below 1; otherwise stores it and returns true. Raising the maximum is only possible by
-  // Clear (the defaults) or by loading.
+  // Clear (the defaults), by loading or by RestoreMaxRuns.
   bool SetMaxRuns(int runs);
+  // Sets the maximum as a stored set-up holds it, also above the current one (a file or JSON
+  // form being read): false (nothing changed) below 1.
+  bool RestoreMaxRuns(int runs);
 
   // The number of layers of a layered design's options; 1 for every other design.
   [[nodiscard]] int GetLayers() const;

@@ -247,17 +247,52 @@ int WorksheetInfo::GetCellIndex(std::string_view variable) const {
   return variables_ == nullptr ? 0 : variables_->GetSlot(variable);
 }
 
+namespace {
+
+// True when `cell` (1-based) is the cell of a qualitative factor of `variables`.
+bool IsTextCell(const Variables* variables, int cell) {
+  if (variables == nullptr || cell < 1 || cell > variables->GetFactorCount()) return false;
+  const FactorClass* factor = variables->GetIndexFactor(cell);
+  return factor != nullptr && factor->IsQualitative();
+}
+
+// The text a number stands for in a cell that holds text: its shortest exact form, or the
+// empty text for a missing number.
+std::string NumberAsSetting(double value) {
+  return IsUndefined(value) ? std::string() : KtString::FormatShortest(value);
+}
+
+}  // namespace
+
+std::vector<bool> WorksheetInfo::TextCells() const {
+  std::vector<bool> text;
+  if (variables_ == nullptr) return text;
+  text.resize(static_cast<std::size_t>(variables_->GetFactorCount()) + 1, false);
+  for (int cell = 1; cell <= variables_->GetFactorCount(); ++cell) {
+    text[static_cast<std::size_t>(cell)] = IsTextCell(variables_, cell);
+  }
+  return text;
+}
+
 bool WorksheetInfo::SetValue(int position, int cell, std::string_view text) {
   Experiment* experiment = GetExperiment(position);
   if (experiment == nullptr || cell < 1 || cell > experiment->GetNumValues()) return false;
-  experiment->SetUnformattedValue(cell, std::string(text).c_str());
+  if (IsTextCell(variables_, cell)) {
+    experiment->SetValue(cell, std::string(text).c_str());
+  } else {
+    experiment->SetUnformattedValue(cell, std::string(text).c_str());
+  }
   return true;
 }
 
 bool WorksheetInfo::SetValue(int position, int cell, double value) {
   Experiment* experiment = GetExperiment(position);
   if (experiment == nullptr || cell < 1 || cell > experiment->GetNumValues()) return false;
-  experiment->SetValue(cell, value);
+  if (IsTextCell(variables_, cell)) {
+    experiment->SetValue(cell, NumberAsSetting(value).c_str());
+  } else {
+    experiment->SetValue(cell, value);
+  }
   return true;
 }
 
@@ -711,6 +746,7 @@ bool WorksheetInfo::FromText(std::string_view text, std::string* message) {
   // missing. A fixed field the file lacks keeps its default (an absent ExpName is empty).
   std::unique_ptr<Experiment> empty_row = NewExperiment(0);
   empty_row->SetExpName("");
+  const std::vector<bool> text_cells = TextCells();
   WorksheetInfo read(variables_, responses_);
   read.run_order_floor_ = run_order_floor_;
   std::string_view line;
@@ -742,13 +778,19 @@ bool WorksheetInfo::FromText(std::string_view text, std::string* message) {
     // is read up to a NUL byte, so one that starts with NUL counts as empty. Carriage returns
     // that end a field are dropped, as at the end of a line: a cell written with one would
     // end its line in CR LF when it is the last, and lose it on reading.
+    // The cell of a qualitative factor takes the field as text, number-like or not.
     const std::size_t cells = std::min(cell_of.size(), tokens.size() - *first_cell);
     for (std::size_t c = 0; c < cells; ++c) {
       std::string_view field = tokens[*first_cell + c];
       field = field.substr(0, field.find('\0'));
       while (!field.empty() && field.back() == '\r') field.remove_suffix(1);
-      if (cell_of[c] != 0 && !field.empty()) {
-        experiment->SetUnformattedValue(cell_of[c], std::string(field).c_str());
+      const int cell = cell_of[c];
+      if (cell == 0 || field.empty()) continue;
+      if (static_cast<std::size_t>(cell) < text_cells.size() &&
+          text_cells[static_cast<std::size_t>(cell)]) {
+        experiment->SetValue(cell, std::string(field).c_str());
+      } else {
+        experiment->SetUnformattedValue(cell, std::string(field).c_str());
       }
     }
     const int exp_no = experiment->ExpNo();
@@ -851,9 +893,23 @@ void WorksheetInfo::FromJson(const json_value& json) {
   empty_row->SetExpName("");
   read.experiments_.reserve(rows->size());
   read.run_kinds_.reserve(rows->size());
+  // Cells are read as SetValue takes them: a number in the cell of a qualitative factor as
+  // its text, a string elsewhere as user text (a number when it reads as one, missing when
+  // empty), so that the text form, which cannot tell "2" from 2, reads back the same.
+  const std::vector<bool> text_cells = TextCells();
   for (const json_value& row : *rows) {
     auto experiment = std::make_unique<Experiment>(*empty_row);
     experiment->FromJson(row, fixed, value_index);
+    for (int i = 1; i <= experiment->GetNumValues(); ++i) {
+      const bool text_cell =
+          static_cast<std::size_t>(i) < text_cells.size() && text_cells[static_cast<std::size_t>(i)];
+      const Run::ValueType type = experiment->GetValueType(i);
+      if (text_cell && type == Run::kNumber) {
+        experiment->SetValue(i, NumberAsSetting(experiment->GetFloatValue(i)).c_str());
+      } else if (!text_cell && type == Run::kText) {
+        experiment->SetUnformattedValue(i, experiment->GetStringValue(i).c_str());
+      }
+    }
     const int exp_no = experiment->ExpNo();
     if (!read.Append(std::move(experiment))) {
       throw Exception(

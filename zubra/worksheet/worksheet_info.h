@@ -131,6 +131,9 @@ class WorksheetInfo {
 
   // Sets cell `cell` (1-based) of the experiment at `position` from user text, as
   // Run::SetUnformattedValue does. False when the position or cell does not exist.
+  // The cell of a qualitative factor holds text in every form, as its settings are names
+  // ("01" is not 1): a text is kept as it is, and a number is kept as its shortest text
+  // (a missing number as the empty text). The stored forms read such cells the same way.
   bool SetValue(int position, int cell, std::string_view text);
   bool SetValue(int position, int cell, double value);
   // The same with the cell named by its variable (any case, one trailing "~" ignored); false
@@ -270,6 +273,8 @@ class WorksheetInfo {
   // number below 1 or one already present.
   bool Append(std::unique_ptr<Experiment> experiment);
   void Reindex();
+  // For each cell, true when it belongs to a qualitative factor and so holds text.
+  [[nodiscard]] std::vector<bool> TextCells() const;
   [[nodiscard]] int NextExpNo() const;
   [[nodiscard]] bool IsEligible(const Experiment& experiment, int position) const;
   // Shuffles the run orders among the positions of each group, one generator for all, seeded
