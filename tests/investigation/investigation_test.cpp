@@ -594,6 +594,33 @@ TEST(Investigation, AFailedSaveLeavesTheOldFileAsItWas) {
   EXPECT_NO_THROW(Investigation::Open(path));
 }
 
+TEST(Investigation, TheIniFormRefusesNamesItCannotHoldApart) {
+  // Its sections share one name space: a factor named like a term's or the options' section
+  // would merge with it. Saving says so and keeps the file there; the other forms hold it.
+  for (const char* name : {"Term2", "termInfo", "Constraints", "Design12"}) {
+    SCOPED_TRACE(name);
+    std::unique_ptr<Investigation> study = Study();
+    std::string message;
+    ASSERT_TRUE(study->RenameFactor("Time", name, &message)) << message;
+    ScratchFolder folder;
+    WriteAll(folder.File("study.ini"), "older");
+    try {
+      study->Save(folder.File("study.ini"));
+      ADD_FAILURE() << "saved";
+    } catch (const Exception& error) {
+      EXPECT_NE(std::string(error.what()).find("The INI form cannot hold the variable '"),
+                std::string::npos)
+          << error.what();
+    }
+    EXPECT_EQ(ReadAll(folder.File("study.ini")), "older");
+    EXPECT_EQ(folder.CountEntries(), 1);
+    for (const char* form : {"study.xml", "study.json"}) {
+      study->Save(folder.File(form));
+      EXPECT_EQ(Investigation::Open(folder.File(form))->ToJson(), study->ToJson()) << form;
+    }
+  }
+}
+
 TEST(Investigation, TheOlderIniFormIsRead) {
   ScratchFolder folder;
   const std::string path = folder.File("older.ini");

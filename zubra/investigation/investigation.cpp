@@ -1,9 +1,12 @@
 #include "zubra/investigation/investigation.h"
 
 #include <algorithm>
+#include <array>
 #include <cctype>
 #include <limits>
+#include <string_view>
 #include <utility>
+#include <vector>
 
 #include "zubra/platform/base/undefined.h"
 #include "zubra/platform/design/all_designs.h"
@@ -24,6 +27,30 @@ namespace {
 
 constexpr const char* kFormatName = "zubra-investigation";
 constexpr int kFormatVersion = 1;
+
+// True when `name` is, in any case, the name of a section the flat INI form writes for
+// something other than a variable: there a variable's section of that name would be merged
+// with it. The indexed ones ("Term3") are a base followed by digits.
+bool NamesIniSection(std::string_view name) {
+  static constexpr std::array<std::string_view, 20> kFixed = {
+      "Factors",     "Responses",   "$VariableSet", "$ReferenceMixture", "Constraints",
+      "Objective",   "DesignSpec",  "ModelSpec",    "NewModelSpec",      "Generators",
+      "TermInfo",    "Model",       "DOptimal",     "FractionalFactorial", "Inclusions",
+      "Options",     "Worksheet",   "Designs",      "Statistics",        "DesignSpecificOptions"};
+  static constexpr std::array<std::string_view, 4> kIndexed = {"Term", "Design", "Factor",
+                                                               "Response"};
+  for (std::string_view fixed : kFixed) {
+    if (KtStdString::EqualsNoCase(name, fixed)) return true;
+  }
+  for (std::string_view base : kIndexed) {
+    if (name.size() > base.size() && KtStdString::EqualsNoCase(name.substr(0, base.size()), base) &&
+        std::all_of(name.begin() + static_cast<std::ptrdiff_t>(base.size()), name.end(),
+                    [](char c) { return c >= '0' && c <= '9'; })) {
+      return true;
+    }
+  }
+  return false;
+}
 
 // The text of `problems` as one message: the heading, then one problem a line.
 std::string JoinProblems(const std::vector<std::string>& problems, const std::string& origin) {
@@ -524,6 +551,24 @@ void Investigation::Show(StreamWindow& out) const {
 // --------------------------------------------------------------
 
 void Investigation::ToSection(ConfigurationSection& root) const {
+  if (root.IsIni()) {
+    // The flat form's sections share one name space; checked before anything is written.
+    std::vector<std::string> names = responses_->GetNames();
+    for (int slot = 1; slot <= variables_->GetVariableCount(); ++slot) {
+      if (const ResponseClass* variable = variables_->GetVariable(slot)) {
+        names.push_back(variable->GetName());
+      }
+    }
+    for (const std::string& name : names) {
+      if (NamesIniSection(name)) {
+        throw Exception(ExceptionMessage::translate(
+                            "The INI form cannot hold the variable '{}': its sections share one "
+                            "name space, and one of its own sections bears that name. Rename the "
+                            "variable, or save in the XML or JSON form.") %
+                        name);
+      }
+    }
+  }
   root.WriteString("Format", kFormatName);
   root.WriteInt("Version", kFormatVersion);
   root.WriteString("Name", name_);
