@@ -1,8 +1,9 @@
 #!/usr/bin/env bash
-# Builds the coverage preset (GCC, Debug, --coverage), runs the whole test suite, and prints the
-# line and branch coverage of the library (zubra/; tests, benchmarks, fuzz targets and the
-# command-line tool are left out): the totals, then one line per folder. The full report by
-# file is left in build/coverage/coverage.txt.
+# Builds the coverage preset (GCC, --coverage, at -O1: unoptimized, the design engine takes
+# minutes where it takes seconds), runs the whole test suite, and prints the line and branch
+# coverage of the library (zubra/; tests, benchmarks, fuzz targets and the command-line tool
+# are left out): the totals, then one line per folder. The full report by file is left in
+# build/coverage/coverage.txt.
 # Usage: scripts/coverage.sh
 set -euo pipefail
 cd "$(dirname "$0")/.."
