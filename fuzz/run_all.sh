@@ -42,7 +42,7 @@ for target in "${wanted[@]}"; do
   touch "$stamp"
   start=$(date +%s)
   status=0
-  nice -n 10 "$program" -max_total_time="$seconds" -timeout=10 -rss_limit_mb=2048 \
+  nice -n 10 "$program" -max_total_time="$seconds" -timeout=25 -rss_limit_mb=2048 \
     -print_final_stats=1 -artifact_prefix="$work/" "$work/corpus" >"$work/last.log" 2>&1 ||
     status=$?
   elapsed=$(($(date +%s) - start))

@@ -621,6 +621,40 @@ TEST(Investigation, TheIniFormRefusesNamesItCannotHoldApart) {
   }
 }
 
+TEST(Investigation, TextThatIsNotUtf8ReadsAsReplacementCharactersInEveryForm) {
+  // The JSON form holds UTF-8 only, so a stored file's bytes that are not UTF-8 are read as
+  // U+FFFD wherever they are, and the file's JSON form reads back the same investigation.
+  struct Row {
+    const char* name;
+    const char* from;
+    const char* to;
+  };
+  const Row rows[] = {
+      {"the investigation's name", "Name=Coating", "Name=Co\xff" "ating"},
+      {"a unit", "Units=C\n", "Units=\xb0" "C\n"},
+      {"a qualitative setting", "Settings=A,B", "Settings=A\xe2\x82,B"},
+      {"an experiment's name", "Line2=\"1\\t", "Line2=\"1\\t\xc0"},
+  };
+  ScratchFolder folder;
+  std::unique_ptr<Investigation> source = Study();
+  source->GenerateDesign(nullptr, nullptr);
+  source->MakeWorksheet(3U);
+  source->Save(folder.File("study.ini"));
+  const std::string original = ReadAll(folder.File("study.ini"));
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.name);
+    std::string text = original;
+    const std::size_t at = text.find(row.from);
+    ASSERT_NE(at, std::string::npos);
+    text.replace(at, std::string(row.from).size(), row.to);
+    WriteAll(folder.File("edited.ini"), text);
+    const std::unique_ptr<Investigation> study = Investigation::Open(folder.File("edited.ini"));
+    const std::string json = DumpJson(study->ToJson());
+    EXPECT_NE(json.find("\xef\xbf\xbd"), std::string::npos);  // U+FFFD
+    EXPECT_EQ(Investigation::FromJson(ParseJson(json))->ToJson(), study->ToJson());
+  }
+}
+
 TEST(Investigation, TheOlderIniFormIsRead) {
   ScratchFolder folder;
   const std::string path = folder.File("older.ini");

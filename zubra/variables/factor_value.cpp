@@ -315,6 +315,8 @@ bool FactorValue::Read(const std::string& name, const ConfigurationSection& sect
   if (entries) {
     std::vector<std::string> values;
     for (std::string& entry : *entries) {
+      // Setting names are UTF-8 text, as ConfigurationSection::ReadString gives it.
+      if (!KtStdString::IsValidUtf8(entry)) entry = KtStdString::RepairUtf8(entry);
       if (!entry.empty()) values.push_back(std::move(entry));
     }
     const bool listed = type == CEType::kQualitative || IsNumericKind(type);

@@ -705,6 +705,12 @@ bool WorksheetInfo::FromText(std::string_view text, std::string* message) {
     return false;
   };
   if (text.empty()) return fail("The worksheet file is empty.");
+  // Cells hold UTF-8 text, as the JSON form must: bytes that are not are read as U+FFFD.
+  std::string repaired;
+  if (!KtStdString::IsValidUtf8(text)) {
+    repaired = KtStdString::RepairUtf8(text);
+    text = repaired;
+  }
   // Lines end at LF; a CR before it is dropped. A last line without LF still counts.
   std::size_t next_line = 0;
   const auto read_line = [&text, &next_line](std::string_view& line) {

@@ -5,6 +5,7 @@
 #include <system_error>
 
 #include "zubra/platform/util/exception.h"
+#include "zubra/platform/util/kt_string.h"
 
 namespace zubra {
 namespace {
@@ -96,7 +97,9 @@ bool ReadTyped(const ConfigurationSection& section, std::string_view key, T& val
 bool ConfigurationSection::ReadString(std::string_view key, std::string& value) const {
   std::optional<std::string> text = GetValue(key);
   if (!text) return false;
-  value = std::move(*text);
+  // The objects hold UTF-8 text, as the JSON form must: bytes that are not UTF-8 (an older
+  // file in another encoding, a damaged one) are read as U+FFFD. The section keeps them.
+  value = KtStdString::IsValidUtf8(*text) ? std::move(*text) : KtStdString::RepairUtf8(*text);
   return true;
 }
 

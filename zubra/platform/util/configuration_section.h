@@ -63,6 +63,8 @@ class ConfigurationSection {
   // Every key, in the order in which it was first written or read from the file.
   [[nodiscard]] virtual std::vector<std::string> GetKeys() const = 0;
 
+  // The typed reads. ReadString (and GetString) give valid UTF-8: bytes of the stored text
+  // that are not are read as U+FFFD. GetValue gives the stored bytes as they are.
   bool ReadString(std::string_view key, std::string& value) const;
   bool ReadInt(std::string_view key, int& value) const;
   bool ReadUnsigned(std::string_view key, unsigned& value) const;
