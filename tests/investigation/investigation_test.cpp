@@ -252,6 +252,11 @@ TEST(Investigation, HandEditedStoredSetUpsReadBackFromEveryForm) {
          EXPECT_EQ(study.GetModelSpec().GetCenterPoints(), 4);
          EXPECT_EQ(study.ToJson()["design"]["centerPoints"], 2);
        }},
+      {"an objective that names none: the usual one",
+       {{"Objective=RSM", "Objective=None"}},
+       [](const Investigation& study) {
+         EXPECT_EQ(study.GetModelSpec().GetObjective(), EObjective::kScreening);
+       }},
       {"a design the factors cannot carry: kept, and reported",
        {{"Design=DOptimal", "Design=SimplexLattice"}},
        [](const Investigation& study) {
@@ -284,6 +289,18 @@ TEST(Investigation, HandEditedStoredSetUpsReadBackFromEveryForm) {
       EXPECT_EQ(Investigation::Open(folder.File(name))->ToJson(), json);
     }
   }
+}
+
+TEST(Investigation, AMixtureModelWithoutMixtureFactorsIsLeftOut) {
+  // As choosing a design leaves it out: the JSON form then reads back as it was written.
+  const std::unique_ptr<Investigation> study = Investigation::FromJson(ParseJson(R"({
+      "factors": [{"name": "Speed", "abbreviation": "S", "type": "multilevel",
+                   "settings": [1, 2, 3]}],
+      "design": {"objective": "Screening", "model": "Linear", "mixtureModel": "Linear"}})"));
+  EXPECT_EQ(study->GetModelSpec().GetMixtureModel(), EModel::kNone);
+  const json_value json = study->ToJson();
+  EXPECT_FALSE(json["design"].contains("mixtureModel"));
+  EXPECT_EQ(Investigation::FromJson(json)->ToJson(), json);
 }
 
 TEST(Investigation, TheJsonFormKeepsTheUseOfAFactorGivenBySettings) {

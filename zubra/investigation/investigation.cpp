@@ -965,8 +965,9 @@ void Investigation::DesignFromJson(const json_value& design, std::vector<std::st
       problems.push_back(ExceptionMessage::translate("{}: no design can carry the model '{}'.") %
                          where % EModel::GetString(*model));
     }
-    if (mixture_model && *mixture_model != spec.GetMixtureModel() &&
-        !spec.ChangeMixtureModel(*mixture_model)) {
+    // A mixture model without mixture factors is left out, as choosing a design leaves it.
+    if (mixture_model && spec.GetFactors().GetFactors().IsMixture() &&
+        *mixture_model != spec.GetMixtureModel() && !spec.ChangeMixtureModel(*mixture_model)) {
       problems.push_back(ExceptionMessage::translate("{}: no design can carry the mixture model "
                                                      "'{}'.") %
                          where % EModel::GetString(*mixture_model));

@@ -278,10 +278,16 @@ void Objective::Show(StreamWindow& out) const {
 }
 
 void Objective::LoadDesignOptions(const ConfigurationSection& section) {
+  const EObjective::Type held = options_.GetObjective();
   try {
     options_.Load(section);
   } catch (const Exception&) {
     LoadOptionsLeniently(section, options_);
+  }
+  // Every set-up has an objective: a stored one that names none ("None", garbled text) keeps
+  // the one held, as the JSON form could not say it.
+  if (options_.GetObjective() == EObjective::kNone) {
+    options_.SetObjective(held != EObjective::kNone ? held : EObjective::kScreening);
   }
   // Centre points are set per block: a stored total that the blocks do not divide (edited by
   // hand, or from a damaged file) is rounded up to the next whole number per block, so that
